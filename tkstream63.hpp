@@ -1,0 +1,10 @@
+// tkstream63: in-memory store of streamline simulation results with a keyword-record file.
+// The one header a host includes.
+#pragma once
+
+#include "common/bounded_array.hpp"
+#include "common/errors.hpp"
+#include "common/shared_objects.hpp"
+#include "common/text.hpp"
+#include "common/variant.hpp"
+#include "streamset/stream_set.hpp"
