@@ -204,6 +204,13 @@ std::string fromAnsi(std::string_view bytes) {
     return fromAnsi(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
 }
 
+void checkSingleRange(double value) {
+    // Halfway between the largest float and the next power of two: from there on a double
+    // rounds to infinity.
+    constexpr double kFirstOverflowing = 3.4028235677973366e38;
+    if (std::isfinite(value) && std::abs(value) >= kFirstOverflowing) raiseError(kErrOverflow);
+}
+
 std::string longToText(int64_t value) { return std::to_string(value); }
 std::string singleToText(float value) { return shortestText(value); }
 std::string doubleToText(double value) { return shortestText(value); }
@@ -228,9 +235,7 @@ int16_t textToInteger(std::string_view text) { return roundToInteger(parseNumber
 
 float textToSingle(std::string_view text) {
     const double value = parseNumber(text);
-    if (std::isfinite(value) && std::abs(value) > std::numeric_limits<float>::max()) {
-        raiseError(kErrOverflow);
-    }
+    checkSingleRange(value);
     // Read the text directly as a float too, so the shortest float text comes back bit for bit.
     std::string_view trimmed = trimBlanks(text);
     if (!trimmed.empty() && trimmed.front() == '+') trimmed.remove_prefix(1);

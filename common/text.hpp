@@ -46,6 +46,8 @@ bool textToBoolean(std::string_view text);
 
 // Rounds half to even into a Long; NaN or out of range raises Overflow (6).
 int32_t roundToLong(double value);
+// Raises Overflow (6) when a finite double does not fit a Single.
+void checkSingleRange(double value);
 int16_t roundToInteger(double value);
 
 }  // namespace tkstream63

@@ -1,8 +1,5 @@
 #include "common/variant.hpp"
 
-#include <cmath>
-#include <limits>
-
 #include "common/errors.hpp"
 #include "common/text.hpp"
 
@@ -57,7 +54,7 @@ float Variant::toSingle() const {
     if (type() == Type::Single) return std::get<float>(value_);
     if (type() == Type::String) return textToSingle(std::get<std::string>(value_));
     const double value = toDouble();
-    if (std::isfinite(value) && std::abs(value) > std::numeric_limits<float>::max()) raiseError(kErrOverflow);
+    checkSingleRange(value);
     return static_cast<float>(value);
 }
 

@@ -1,0 +1,121 @@
+#include "common/errors.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+
+#include "common/shared_objects.hpp"
+
+namespace tkstream63 {
+namespace {
+
+class ErrorTrap : public ::testing::Test {
+protected:
+    void SetUp() override { errorReporter().clearRecentMessages(); }
+    std::string lastReport() {
+        const auto messages = errorReporter().recentMessages();
+        return messages.empty() ? "" : messages.back().message;
+    }
+};
+
+TEST_F(ErrorTrap, ReportsTheExactTextWithCodeMinusOneAndSwallowsTheFailure) {
+    bool reachedEnd = false;
+    const bool ok = runTrapped("rvStreamSet", "setGridDimension", [&] {
+        raiseError(kErrSubscript);
+        reachedEnd = true;
+    });
+    EXPECT_FALSE(ok);
+    EXPECT_FALSE(reachedEnd);
+    EXPECT_EQ(lastReport(),
+              "Error:Subscript out of range (No.9) In [rvStreamSet (Code) (setGridDimension)] ");
+    EXPECT_EQ(errorReporter().recentMessages().back().code, -1);
+
+    EXPECT_TRUE(runTrapped("rvStreamSet", "x", [] {}));
+    EXPECT_EQ(errorReporter().recentMessages().size(), 1u);
+}
+
+TEST_F(ErrorTrap, TranslatesForeignFailuresToClassicNumbers) {
+    runTrapped("rvWAFSet", "a", [] { throw std::bad_alloc(); });
+    EXPECT_EQ(lastReport(), "Error:Out of memory (No.7) In [rvWAFSet (Code) (a)] ");
+    runTrapped("rvWAFSet", "b", [] { throw std::runtime_error("disk gone"); });
+    EXPECT_EQ(lastReport(), "Error:disk gone (No.5) In [rvWAFSet (Code) (b)] ");
+    runTrapped("rvWAFSet", "c", [] { raiseError(kErrObjectNotSet); });
+    EXPECT_EQ(lastReport(),
+              "Error:Object variable or With block variable not set (No.91) In [rvWAFSet (Code) (c)] ");
+    EXPECT_FALSE(runTrapped("rvWAFSet", "d", [] { checkedLong(int64_t{1} << 31); }));
+    EXPECT_EQ(lastReport(), "Error:Overflow (No.6) In [rvWAFSet (Code) (d)] ");
+}
+
+TEST_F(ErrorTrap, ReporterAppendsToItsLogFileOnlyWhenLoggingIsOn) {
+    const std::string path = ::testing::TempDir() + "tkstream63_log_test.txt";
+    std::remove(path.c_str());
+    ErrorReporter reporter;
+    reporter.setLogFileName(path);
+    reporter.report("not logged", -1);
+    reporter.setLogToFile(true);
+    reporter.report("first", -1);
+    reporter.report("second", 0);
+    std::ifstream log(path);
+    std::string line1, line2, line3;
+    std::getline(log, line1);
+    std::getline(log, line2);
+    EXPECT_EQ(line1, "-1\tfirst");
+    EXPECT_EQ(line2, "0\tsecond");
+    EXPECT_FALSE(std::getline(log, line3));
+    EXPECT_EQ(reporter.recentMessages().size(), 3u);
+    std::remove(path.c_str());
+}
+
+TEST(SharedObjects, CreatedOnFirstUseReleasedTogetherAndReplaceable) {
+    releaseSharedUtilities();
+    EXPECT_FALSE(anySharedUtilityExists());
+    GridIndexer* first = &gridIndexer();
+    keyUtility();
+    EXPECT_TRUE(anySharedUtilityExists());
+    EXPECT_EQ(first, &gridIndexer());
+    releaseSharedUtilities();
+    EXPECT_FALSE(anySharedUtilityExists());
+
+    auto mine = std::make_shared<ErrorReporter>();
+    installErrorReporter(mine);
+    EXPECT_EQ(&errorReporter(), mine.get());
+    releaseErrorReporter();
+    EXPECT_EQ(existingErrorReporter(), nullptr);
+    EXPECT_NE(&errorReporter(), mine.get());  // a fresh default on next use
+}
+
+TEST(SharedObjects, GridIndexerKeysAndDialogs) {
+    Array<int32_t> cells(1, 4), i(1, 4), j(1, 4), k(1, 4);
+    cells(1) = 1;
+    cells(2) = 2 + 3 * 1 + 12 * 2;  // I=2, J=2, K=3 in a 3 x 4 x 5 grid
+    cells(3) = 60;
+    cells(4) = 61;  // outside the grid
+    gridIndexer().CellsToIJK(cells, 3, 4, 5, i, j, k);
+    EXPECT_EQ((std::array{i(1), j(1), k(1)}), (std::array{1, 1, 1}));
+    EXPECT_EQ((std::array{i(2), j(2), k(2)}), (std::array{2, 2, 3}));
+    EXPECT_EQ((std::array{i(3), j(3), k(3)}), (std::array{3, 4, 5}));
+    EXPECT_EQ((std::array{i(4), j(4), k(4)}), (std::array{0, 0, 0}));
+
+    EXPECT_EQ(keyUtility().JoinKey("ROOT", "MAIN"), "ROOT\\MAIN");
+    EXPECT_EQ(keyUtility().JoinKey("ROOT\\", "\\MAIN"), "ROOT\\MAIN");
+    EXPECT_EQ(keyUtility().JoinKey("", "MAIN"), "MAIN");
+    EXPECT_EQ(keyUtility().JoinKey("ROOT", ""), "ROOT");
+    EXPECT_TRUE(keyUtility().TextEquals(" base ", "BASE"));
+    EXPECT_FALSE(keyUtility().TextEquals("BASE1", "BASE"));
+
+    auto scripted = std::make_shared<ScriptedDialog>(std::deque<int32_t>{3});
+    installDuplicateNameDialog(scripted);
+    int32_t choice = -5;
+    duplicateNameDialog().ShowChoice("m", {"a", "b", "c"}, 32, "t", choice);
+    EXPECT_EQ(choice, 3);
+    duplicateNameDialog().ShowChoice("m", {"a"}, 32, "t", choice);
+    EXPECT_EQ(choice, 0);  // no more answers: cancel
+    EXPECT_EQ(scripted->questions().size(), 2u);
+    releaseSharedUtilities();
+}
+
+}  // namespace
+}  // namespace tkstream63

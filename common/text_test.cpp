@@ -1,0 +1,96 @@
+#include "common/text.hpp"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+
+#include "common/errors.hpp"
+#include "common/variant.hpp"
+
+namespace tkstream63 {
+namespace {
+
+int32_t errorNumberOf(auto&& action) {
+    try {
+        action();
+    } catch (const RuntimeError& e) {
+        return e.number();
+    }
+    return 0;
+}
+
+TEST(Text, UpperCaseLengthsAndSingleByteNames) {
+    EXPECT_EQ(UCase("prod-1 éñÿ"), "PROD-1 ÉÑŸ");
+    EXPECT_EQ(UCase("straße"), "STRAßE");  // no single upper-case form: left alone
+    EXPECT_EQ(codePointLength("Ålesund"), 7);
+    EXPECT_EQ(leftChars("ÅÅÅ", 2), "ÅÅ");
+
+    EXPECT_EQ(toAnsi("P\xC3\xA9-1"), "P\xE9-1");  // é is one byte
+    EXPECT_EQ(toAnsi("\xE2\x82\xAC"), "\x80");    // the euro sign has a single-byte form
+    EXPECT_EQ(toAnsi("W\xE2\x98\x83"), "W?");      // a snowman has none
+    EXPECT_EQ(toAnsi(std::string(45, 'A')).size(), 40u);
+    EXPECT_EQ(fromAnsi(std::string_view("P\xE9\x80")), "P\xC3\xA9\xE2\x82\xAC");
+}
+
+TEST(Text, NumbersRoundTripWithoutLocale) {
+    for (float v : {0.1f, -3.25e-12f, 1e30f, 16777217.0f, std::numeric_limits<float>::denorm_min(),
+                    std::numeric_limits<float>::max()}) {
+        EXPECT_EQ(std::bit_cast<uint32_t>(textToSingle(singleToText(v))), std::bit_cast<uint32_t>(v))
+            << singleToText(v);
+    }
+    EXPECT_EQ(singleToText(0.5f), "0.5");
+    EXPECT_EQ(longToText(-2147483648LL), "-2147483648");
+    EXPECT_EQ(textToLong(" 42 "), 42);
+    EXPECT_EQ(textToLong("+7"), 7);
+    EXPECT_EQ(booleanToText(true), "True");
+    EXPECT_TRUE(textToBoolean("true"));
+    EXPECT_FALSE(textToBoolean("False"));
+    EXPECT_TRUE(textToBoolean("-1"));
+    EXPECT_EQ(textToLong("True"), -1);
+}
+
+TEST(Text, LongsRoundHalfToEvenAndBadTextIsRefused) {
+    EXPECT_EQ(textToLong("2.5"), 2);
+    EXPECT_EQ(textToLong("3.5"), 4);
+    EXPECT_EQ(textToLong("-2.5"), -2);
+    EXPECT_EQ(roundToLong(0.5), 0);
+    EXPECT_EQ(roundToLong(1.5), 2);
+    EXPECT_EQ(textToLong("2147483647"), 2147483647);
+    EXPECT_EQ(errorNumberOf([] { textToLong("2147483648"); }), kErrOverflow);
+    EXPECT_EQ(errorNumberOf([] { textToInteger("32768"); }), kErrOverflow);
+    EXPECT_EQ(errorNumberOf([] { textToSingle("1e39"); }), kErrOverflow);
+    EXPECT_EQ(errorNumberOf([] { textToDouble("1e999"); }), kErrOverflow);
+    EXPECT_EQ(textToDouble("1e-999"), 0.0);
+    EXPECT_EQ(errorNumberOf([] { textToLong("abc"); }), kErrTypeMismatch);
+    EXPECT_EQ(errorNumberOf([] { textToLong(""); }), kErrTypeMismatch);
+    EXPECT_EQ(errorNumberOf([] { textToLong("12abc"); }), kErrTypeMismatch);
+    EXPECT_EQ(errorNumberOf([] { textToLong("--1"); }), kErrTypeMismatch);
+    EXPECT_EQ(errorNumberOf([] { textToBoolean("yes"); }), kErrTypeMismatch);
+    EXPECT_EQ(errorNumberOf([] { roundToLong(std::nan("")); }), kErrOverflow);
+}
+
+TEST(Variant, ConversionsFollowTheValueType) {
+    EXPECT_TRUE(Variant().isEmpty());
+    EXPECT_EQ(Variant().toText(), "");
+    EXPECT_EQ(Variant().toLong(), 0);
+    EXPECT_FALSE(Variant().toBoolean());
+    EXPECT_EQ(Variant(2.5).toLong(), 2);
+    EXPECT_EQ(Variant(3.5f).toLong(), 4);
+    EXPECT_EQ(Variant(true).toLong(), -1);
+    EXPECT_EQ(Variant(true).toText(), "True");
+    EXPECT_EQ(Variant(int16_t{7}).toText(), "7");
+    EXPECT_EQ(Variant("12").toLong(), 12);
+    EXPECT_TRUE(Variant("12.5").isNumeric());
+    EXPECT_FALSE(Variant("abc").isNumeric());
+    EXPECT_FALSE(Variant::null().isNumeric());
+    EXPECT_EQ(errorNumberOf([] { Variant::null().toText(); }), kErrTypeMismatch);
+    EXPECT_EQ(errorNumberOf([] { Variant("x").toLong(); }), kErrTypeMismatch);
+    EXPECT_EQ(errorNumberOf([] { Variant(3e9).toLong(); }), kErrOverflow);
+    EXPECT_EQ(errorNumberOf([] { Variant(1e300).toSingle(); }), kErrOverflow);
+    EXPECT_EQ(Variant("0.1").toSingle(), 0.1f);
+}
+
+}  // namespace
+}  // namespace tkstream63
