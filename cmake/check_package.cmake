@@ -1,0 +1,16 @@
+# Installs the built library into a scratch prefix, then configures, builds and runs a tiny
+# outside project that finds it with find_package(tkstream63).
+set(prefix ${BUILD_DIR}/package-check/prefix)
+set(consumer_build ${BUILD_DIR}/package-check/consumer)
+file(REMOVE_RECURSE ${BUILD_DIR}/package-check)
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "Failed: ${ARGN}\n${out}\n${err}")
+  endif()
+endfunction()
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${consumer_build} -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} --build ${consumer_build})
+run(${consumer_build}/package_consumer)
+message(STATUS "find_package(tkstream63) works")
