@@ -102,6 +102,53 @@ private:
 
     // ==== WAF attachment and WAF well mapping ====
 public:
+    // Holds a counted reference to the set and sets WAF True, also for an empty reference.
+    void setWAF(std::shared_ptr<rvWAFSet> cWAF, bool& qOK);
+    // Well numbers translated by name between this dataset and the attached set; -1 when the
+    // name is known to one side only or WAF is False.
+    int32_t getWAFWellFromSLWell(int32_t iWell) const;
+    int32_t getSLWellFromWAFWell(int32_t iWAFWell) const;
+
+    // Forwarded to the attached set while WAF is True; otherwise each gives its fallback.
+    int32_t getWAFNumberProducers() const;     // fallback 0
+    int32_t getWAFNumberWells() const;         // fallback 0
+    int32_t getWAFNumberInjectors() const;     // fallback 0
+    int32_t getWAFNumberDefinedWells() const;  // fallback 0
+    int32_t getWAFWellNumber(const std::string& zWell) const;  // fallback -1
+    std::string getWAFWellName(int32_t iWell) const;           // fallback ""
+    // These four end with qOK True whatever happened.
+    void getWAFWellDefined(int32_t iWell, bool& qDefined, bool& qOK) const;
+    void getWAFWellDefined_Single(int32_t iWell, bool& qDefined, bool& qOK,
+                                  bool qDefinedOnly = false) const;
+    void getWAFWellNameDefined(const std::string& zWell, bool& qDefined, bool& qOK) const;
+    void getWAFWellType(int32_t iWell, int32_t& iType, bool& qOK) const;
+    void getWAFWellNameType(const std::string& zWell, int32_t& iType, bool& qOK) const;
+    void getWAFWellTypes(Array<int32_t>& iWellTypes, int32_t& NumWells, bool& qOK) const;
+    // The rest leave qOK alone while WAF is False.
+    void getWAFWellNames(Array<std::string>& zWellNames, int32_t& NumWells, bool& qOK) const;
+    void getWAFListOfWellNumbers(const Array<std::string>& zWellNames, int32_t NumWells,
+                                 Array<int32_t>& iWells, bool& qOK) const;
+    void getWAFListOfWellNames(const Array<int32_t>& iWells, int32_t NumWells,
+                               Array<std::string>& zWellNames, bool& qOK) const;
+    // iWells come back as dataset well numbers once the dataset holds streamlines.
+    void getWAFWellData(int32_t iWell, Array<float>& sRate, int32_t& nRate, float& OtherRate,
+                        float& TotalRate, Array<int32_t>& iWells, Array<std::string>& zWells,
+                        bool& qOK, int32_t iWAFType = 2) const;
+    void getWAFWellNameData(const std::string& zWell, Array<float>& sRate, int32_t& nRate,
+                            float& OtherRate, float& TotalRate, Array<int32_t>& iWells,
+                            Array<std::string>& zWells, bool& qOK, int32_t iWAFType = 2) const;
+    // Fallback NumWells 0 and qOK False.
+    void getWAFWellEfficiencies(Array<float>& WaterRates, Array<float>& Efficiencies,
+                                int32_t& NumWells, bool& qOK, int32_t iWellType = 2,
+                                int32_t iType = 9) const;
+    void getWAFWellEfficiency(int32_t iWell, float& WaterRate, float& Efficiency, bool& qOK,
+                              int32_t iType = 9) const;
+    void getWAFWellEfficiencyData(int32_t iWell, float& WaterRate, float& Efficiency, bool& qOK,
+                                  int32_t iType = 9) const;
+    void getWAFInjectorWellNames(Array<std::string>& zWellNames, int32_t& NumWells,
+                                 bool& qOK) const;
+    void getWAFProducerWellNames(Array<std::string>& zWellNames, int32_t& NumWells,
+                                 bool& qOK) const;
 private:
     bool WAF_ = false;
     int32_t WAFType_ = 2;
