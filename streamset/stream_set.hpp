@@ -78,7 +78,83 @@ private:
 
     // ==== producer and injector connections ====
 public:
+    // Entry i of the producer table: row 1 first streamline (position in the pointer table),
+    // row 2 streamline count, row 3 source count, row 4 well number, row 5 first source.
+    // The caller's tables are (1 To 5, 0 To nProducers) and (1 To 5, 1 To NumProducerSources);
+    // a table smaller than its count leaves everything stored as it was.
+    void setProducerData(const Array<int32_t>& Producers, int32_t nProducers,
+                         const Array<int32_t>& ProducerSources, int32_t NumProducerSources,
+                         bool& qOK);
+    void setInjectorData(const Array<int32_t>& Injectors, int32_t nInjectors,
+                         const Array<int32_t>& InjectorSinks, int32_t NumInjectorSinks, bool& qOK);
+    void getProducerData(Array<int32_t>& Producers, int32_t& nProducers,
+                         Array<int32_t>& ProducerSources, int32_t& NumProducerSources,
+                         bool& qOK) const;
+    // iWell is an entry number of the producer (injector) table; the answer is the well
+    // numbers of its sources (sinks).
+    void getProducerConnections(int32_t iWell, Array<int32_t>& iSources, int32_t& nSources,
+                                bool& qOK) const;
+    void getInjectorConnections(int32_t iWell, Array<int32_t>& iSinks, int32_t& nSinks,
+                                bool& qOK) const;
+    // iWell is a well number; its type (1 producer, 2 injector) picks the table and its index
+    // the entry.
+    void getWellConnections(int32_t iWell, Array<int32_t>& iWells, int32_t& nWells,
+                            bool& qOK) const;
+    void getWellNameConnections(const std::string& zWell, Array<int32_t>& iWells,
+                                int32_t& nWells, bool& qOK) const;
+    std::string getProducerWellName(int32_t iWell) const;
+    std::string getInjectorWellName(int32_t iWell) const;
+    void getProducerWellNames(Array<std::string>& zProducers, int32_t& NumWells,
+                              bool& qOK) const;
+    void getInjectorWellNames(Array<std::string>& zInjectors, int32_t& NumWells,
+                              bool& qOK) const;
+    // The streamlines of a well: its entry's count of consecutive streamline numbers starting
+    // at the entry's first streamline.
+    void getWellStreamLineNumbers(int32_t iWell, Array<int32_t>& iStream, int32_t& nStream,
+                                  bool& qOK) const;
+    void getWellNameStreamLineNumbers(const std::string& zWell, Array<int32_t>& iStream,
+                                      int32_t& nStream, bool& qOK) const;
+    // Well number of the first producer (injector) entry whose well has exactly this name (no
+    // upper-casing), or -1.
+    int32_t ProducerNumber(const std::string& zWell) const;
+    int32_t InjectorNumber(const std::string& zWell) const;
+    int32_t NumberProducers() const noexcept { return NumberProducers_; }
+    int32_t NumberInjectors() const noexcept { return NumberInjectors_; }
+    // Kept for hosts that call it: does nothing but answer qOK True.
+    void setProducers(bool& qOK) noexcept;
+
 private:
+    void getInjectorData(Array<int32_t>& Injectors, int32_t& nInjectors,
+                         Array<int32_t>& InjectorSinks, int32_t& NumInjectorSinks,
+                         bool& qOK) const;
+
+    // The producer side and the injector side share one layout; the readers work on either
+    // through this view of its fields.
+    struct ConnectionTable {
+        const int32_t& count;           // NumberProducers / NumberInjectors
+        const Array<int32_t>& entries;  // (1 To 5, 0 To count)
+        const Array<int32_t>& links;    // sources / sinks, (1 To 5, 1 To linkCount)
+        const int32_t& linkCount;
+        bool validEntry(int32_t i) const { return i >= 1 && i <= count; }
+    };
+    ConnectionTable producerTable() const;
+    ConnectionTable injectorTable() const;
+    // Copies the caller's tables into the stored ones; both are checked before either changes.
+    static void storeConnections(const Array<int32_t>& entries, int32_t nEntries,
+                                 const Array<int32_t>& links, int32_t nLinks,
+                                 Array<int32_t>& storedEntries, int32_t& storedCount,
+                                 Array<int32_t>& storedLinks, int32_t& storedLinkCount,
+                                 int32_t& storedLinkUpper);
+    static void copyConnectionsOut(ConnectionTable table, Array<int32_t>& entries,
+                                   int32_t& nEntries, Array<int32_t>& links, int32_t& nLinks);
+    static void linkedWells(ConnectionTable table, int32_t iEntry, Array<int32_t>& iWells,
+                            int32_t& nWells, bool& qOK);
+    std::string entryWellName(ConnectionTable table, int32_t iEntry) const;
+    void entryWellNames(ConnectionTable table, Array<std::string>& zNames,
+                        int32_t& NumWells) const;
+    void entryStreamLineNumbers(ConnectionTable table, int32_t iEntry, Array<int32_t>& iStream,
+                                int32_t& nStream, bool& qOK) const;
+
     int32_t NumberProducers_ = -1;
     int32_t NumberInjectors_ = -1;
     Array<int32_t> iProducers_{1, 1, 0, 0};
@@ -93,7 +169,24 @@ private:
 
     // ==== well list ====
 public:
+    // Stores the names (bounds included) and resolves them into this dataset's well numbers, in
+    // well order. qOK stays False even then; a one-element list holding "" clears the list.
+    void SetWellList(const Array<std::string>& zWellList, bool& qOK);
+    // nWellList is the upper bound of the stored list, 0 when no list is set.
+    void GetWellList(Array<std::string>& zWellList, int32_t& nWellList, bool& qOK) const;
+    void GetWellListNumbers(Array<int32_t>& iWellList, int32_t& nWellList, bool& qOK) const;
+    // Stored only; setting WellListSet by hand neither resolves nor clears the list.
+    bool UseWellList() const noexcept { return UseWellList_; }
+    void UseWellList(bool value) noexcept { UseWellList_ = value; }
+    bool WellListSet() const noexcept { return WellListSet_; }
+    void WellListSet(bool value) noexcept { WellListSet_ = value; }
+    // The well's defined flag; with a list set, also looked up among this dataset's own well
+    // names (not the list), so a defined well always passes.
+    void GetWellDefinedAndInList(int32_t iWell, bool& qDefined, bool& qOK) const;
+
 private:
+    void resolveWellList();
+
     Array<std::string> zWellList_{1, 1};
     Array<int32_t> iWellList_{1, 1};
     bool WellListSet_ = false;
@@ -162,7 +255,32 @@ private:
 
     // ==== streamline table ====
 public:
+    // StreamLines is (1 To nnodes, 1 To nCols), node row varying fastest, so each column of a
+    // streamline is one contiguous run. Counts of 0 or less change nothing and answer qOK True.
+    void setStreamLineData(const Array<float>& StreamLines, int32_t nCols, int32_t nnodes,
+                           bool& qOK);
+    // iStreamLines is (1 To nCols, 1 To 2 * nStreamLines): column 1 first node row, 2 node
+    // count, 7 start well, 8 end well. Only streamlines 1 To nStreamLines are read back.
+    void setStreamLinePointers(const Array<int32_t>& iStreamLines, int32_t nCols,
+                               int32_t nStreamLines, bool& qOK);
+    // nHeaders below 1 changes nothing and leaves qOK False.
+    void setHeaders(const Array<std::string>& zHeaders, const Array<std::string>& zUnits,
+                    int32_t nHeaders, bool& qOK);
+    // Both arrays receive the header names; the units travel only through the record file.
+    void getHeaders(Array<std::string>& zHeaders, Array<std::string>& zUnits, int32_t& nHeaders,
+                    bool& qOK) const;
+    void setStartDate(int32_t iDay, int32_t iMonth, int32_t iYear, bool& qOK) noexcept;
+    int32_t NumberStreamlines() const noexcept { return NumberStreamlines_; }
+    int32_t NumCols() const noexcept { return NumCols_; }  // the header count
+
 private:
+    // Replaces stored with the (lower1 To upper1, lower2 To upper2) block of source that starts
+    // at source's element (lower1, lower2). source is checked first, so a short caller array
+    // leaves stored as it was.
+    template <class T>
+    static void replaceTable(Array<T>& stored, const Array<T>& source, int32_t lower1,
+                             int32_t upper1, int32_t lower2, int32_t upper2);
+
     int32_t NumberStreamlines_ = 0;
     int32_t NumCols_ = 0;
     int32_t MaxRows_ = 0;
@@ -178,7 +296,78 @@ private:
 
     // ==== single streamline extraction ====
 public:
+    // Node-table columns: 1-3 X, Y, Z; 4 cell; 5 TOF; 6 DRT. An out-of-range iStream or an
+    // empty streamline answers qOK True with the outputs untouched (nnodes is set for an
+    // empty one). Rows or columns outside the node table answer qOK False.
+    void getSingleStreamlineTOF(int32_t iStream, Array<float>& sTOF, int32_t& nnodes,
+                                bool& qOK) const;
+    void getSingleStreamlineDRT(int32_t iStream, Array<float>& sDRT, int32_t& nnodes,
+                                bool& qOK) const;
+    // Cells rounded half to even.
+    void getSingleStreamlineCells(int32_t iStream, Array<int32_t>& iCell, int32_t& nnodes,
+                                  bool& qOK) const;
+    // iProp outside 1 To NumCols answers qOK True with nothing changed.
+    void getSingleStreamlineProperty(int32_t iStream, int32_t iProp, Array<float>& sData,
+                                     int32_t& nnodes, bool& qOK) const;
+    // Needs the grid: without setGridDimension the answer is qOK False.
+    void getSingleStreamlineIJK(int32_t iStream, Array<int32_t>& iPos, Array<int32_t>& jPos,
+                                Array<int32_t>& kPos, int32_t& nnodes, bool& qOK) const;
+    void getSingleStreamlinePositions(int32_t iStream, Array<float>& xPos, Array<float>& yPos,
+                                      Array<float>& zPos, int32_t& nnodes, bool& qOK) const;
+    // sData is (1 To nnodes, 1 To nCols), nCols being the header count.
+    void getSingleStreamline(int32_t iStream, Array<float>& sData, int32_t& nCols,
+                             int32_t& nnodes, bool& qOK) const;
+    // sData is (1 To nnodes, 1 To 8): X, Y, Z, I, J, K, TOF, DRT; a part that cannot be had
+    // (I, J, K without a grid) stays 0. qOK False when the streamline gives no nodes.
+    void getSingleStreamlineData(int32_t iStream, Array<float>& sData, int32_t& nCols,
+                                 int32_t& nnodes, bool& qOK) const;
+    // The wells at the two ends: their well numbers, source/sink indexes (well index) and names.
+    void getSingleStartNodeIndex(int32_t iStream, int32_t& iWell, bool& qOK) const;
+    void getSingleEndNodeIndex(int32_t iStream, int32_t& iWell, bool& qOK) const;
+    void getSingleSourceIndex(int32_t iStream, int32_t& iWell, bool& qOK) const;
+    void getSingleSinkIndex(int32_t iStream, int32_t& iWell, bool& qOK) const;
+    void getSingleStartNodeName(int32_t iStream, std::string& zNode, bool& qOK) const;
+    void getSingleEndNodeName(int32_t iStream, std::string& zNode, bool& qOK) const;
+
 private:
+    // The extraction procedures behind the members above. Each runs under its own error trap
+    // and reports failures under its own name.
+    void extractSingleStreamLineColumn(const char* procedure, int32_t iStream,
+                                       int32_t column, Array<float>& sData, int32_t& nnodes,
+                                       bool& qOK) const noexcept;
+    void extractSingleStreamLineCells(int32_t iStream, Array<int32_t>& iCell, int32_t& nnodes,
+                                      bool& qOK) const noexcept;
+    void extractSingleStreamLineIJK(int32_t iStream, Array<int32_t>& iPos, Array<int32_t>& jPos,
+                                    Array<int32_t>& kPos, int32_t& nnodes,
+                                    bool& qOK) const noexcept;
+    void extractSingleStreamLinePositions(int32_t iStream, Array<float>& xPos,
+                                          Array<float>& yPos, Array<float>& zPos,
+                                          int32_t& nnodes, bool& qOK) const noexcept;
+    void extractSingleStreamLine(int32_t iStream, Array<float>& sData, int32_t& nCols,
+                                 int32_t& nnodes, bool& qOK) const noexcept;
+    void extractSingleNodeIndex(int32_t iStream, int32_t column, int32_t& iWell,
+                                bool& qOK) const noexcept;
+    void extractSingleSourceSinkIndex(int32_t iStream, int32_t column, int32_t& iWell,
+                                      bool& qOK) const noexcept;
+    void extractSingleNodeName(int32_t iStream, int32_t column, std::string& zNode,
+                               bool& qOK) const noexcept;
+
+    // Where one streamline's rows lie in the node table.
+    struct StreamlineRun {
+        bool found = false;  // false: out-of-range number or no nodes
+        int32_t first = 0;
+        int32_t nnodes = 0;
+    };
+    // Reads the streamline's pointers and sets nnodes when the number is in range.
+    StreamlineRun locateStreamline(int32_t iStream, int32_t& nnodes) const;
+    // Storage offset of the run's rows in one column; error 9 unless they all lie in the table.
+    size_t columnRunOffset(const StreamlineRun& run, int32_t column) const;
+    // Copies n node-table values from a storage offset into output, re-dimensioned (1 To n).
+    void copyRun(size_t offset, int32_t n, Array<float>& output) const;
+    // The well-table node at one end (pointer column 7 or 8); false for an out-of-range
+    // streamline.
+    bool endNodeOfStreamline(int32_t iStream, int32_t column, int32_t& node) const;
+
     // ==== end extraction ====
 
     // ==== binary export and import ====
