@@ -1,0 +1,178 @@
+// The dataset list: construction, keys, fetching, replacing, deleting and emptying.
+#include "streamstore/stream_store.hpp"
+
+#include "common/errors.hpp"
+#include "common/shared_objects.hpp"
+
+namespace tkstream63 {
+
+rvStreamStore::rvStreamStore() {
+    runTrapped(kSource, "Class_Initialize", [&] { ReInitialise(); });
+}
+
+// Releasing the list releases every dataset that the store alone held.
+rvStreamStore::~rvStreamStore() = default;
+
+int32_t rvStreamStore::NumberOfStreamSets() const { return iNextSlot_ - 1; }
+
+void rvStreamStore::RootKey(const std::string& value) {
+    runTrapped(kSource, "RootKey", [&] {
+        RootKey_ = value;
+        refreshFolderKey();
+    });
+}
+
+void rvStreamStore::MainKey(const std::string& value) {
+    runTrapped(kSource, "MainKey", [&] {
+        MainKey_ = value;
+        refreshFolderKey();
+    });
+}
+
+void rvStreamStore::refreshFolderKey() {
+    keyUtility().JoinKey(RootKey_, MainKey_, true, FolderKey_);
+}
+
+rvStreamSet& rvStreamStore::dataSetAt(int32_t iDataSet) const {
+    const auto& stored = slot(iDataSet);
+    if (!stored) raiseError(kErrObjectNotSet);
+    return *stored;
+}
+
+void rvStreamStore::requireDataSet(const std::shared_ptr<rvStreamSet>& cDataSet) {
+    if (!cDataSet) raiseError(kErrObjectNotSet);
+}
+
+void rvStreamStore::emptyStore() {
+    cDataSets_.assign(1, nullptr);
+    iNextSlot_ = 1;
+}
+
+void rvStreamStore::appendDataSet(const std::shared_ptr<rvStreamSet>& cDataSet, bool freshSpare) {
+    // Everything that can fail comes before the first change.
+    auto spare = freshSpare ? std::make_shared<rvStreamSet>() : nullptr;
+    cDataSets_.push_back(std::move(spare));
+    slot(iNextSlot_) = cDataSet;
+    AddedDataSetPos_ = iNextSlot_;
+    OverWrittenDataSet_ = false;
+    ++iNextSlot_;
+    qModified_ = true;
+}
+
+void rvStreamStore::AddItem(const std::shared_ptr<rvStreamSet>& cNewDataSet) {
+    bool qOK = false;
+    AddDataSet(cNewDataSet, qOK);
+}
+
+void rvStreamStore::AddItemAuto(const std::shared_ptr<rvStreamSet>& cNewDataSet) {
+    runTrapped(kSource, "AddItemAuto", [&] {
+        requireDataSet(cNewDataSet);
+        int32_t clash = -1;
+        bool renamed = false;
+        CheckPreviouslyLoaded2(cNewDataSet, clash, renamed);
+        appendDataSet(cNewDataSet, false);
+    });
+}
+
+bool rvStreamStore::SetItem(int32_t iDataSet, const std::shared_ptr<rvStreamSet>& cStreamSet) {
+    bool result = false;
+    runTrapped(kSource, "SetItem", [&] {
+        if (!ValidIndex(iDataSet)) return;
+        requireDataSet(cStreamSet);
+        slot(iDataSet) = cStreamSet;
+        AddedDataSetPos_ = iDataSet;
+        OverWrittenDataSet_ = true;
+        result = true;
+    });
+    return result;
+}
+
+bool rvStreamStore::GetItem(int32_t iDataSet, std::shared_ptr<rvStreamSet>& cNewDataSet) {
+    bool result = false;
+    runTrapped(kSource, "GetFilename", [&] {
+        if (!ValidIndex(iDataSet)) return;
+        cNewDataSet = slot(iDataSet);
+        result = true;
+    });
+    return result;
+}
+
+bool rvStreamStore::GetDataSet(int32_t iDataSet, std::shared_ptr<rvStreamSet>& cStreamSet) {
+    runTrapped(kSource, "GetDataSet", [&] {
+        if (ValidIndex(iDataSet)) cStreamSet = slot(iDataSet);
+    });
+    return true;
+}
+
+void rvStreamStore::DeleteItem(int32_t iDataSet) {
+    runTrapped(kSource, "DeleteItem", [&] {
+        if (!ValidIndex(iDataSet)) return;
+        const int32_t n = NumberOfStreamSets();
+        if (n < 2) {
+            emptyStore();
+            return;
+        }
+        // The survivors go into n - 1 places; naming the spare slot leaves n of them and the
+        // last copy overruns (reported, store unchanged).
+        std::vector<std::shared_ptr<rvStreamSet>> survivors(static_cast<size_t>(n - 1));
+        size_t kept = 0;
+        for (int32_t i = 1; i <= n; ++i) {
+            if (i == iDataSet) continue;
+            if (kept == survivors.size()) raiseError(kErrSubscript);
+            survivors[kept++] = slot(i);
+        }
+        emptyStore();
+        for (const auto& survivor : survivors) AddItem(survivor);
+    });
+}
+
+void rvStreamStore::DeleteItems(const Array<int32_t>& iDataSet) {
+    runTrapped(kSource, "DeleteItem", [&] {
+        const int32_t n = NumberOfStreamSets();
+        if (n < 2) {
+            emptyStore();
+            return;
+        }
+        const int32_t listEnd = iDataSet.ubound(1);
+        const auto listed = [&](int32_t number) {
+            for (int32_t k = 1; k <= listEnd; ++k) {
+                if (iDataSet(k) == number) return true;
+            }
+            return false;
+        };
+        std::vector<std::shared_ptr<rvStreamSet>> kept;
+        kept.reserve(static_cast<size_t>(n));
+        int32_t j = 1;
+        for (int32_t i = 1; i <= n; ++i) {
+            // j < i, not j <= i: slot 1 is never copied.
+            if (!listed(i) && j < i) {
+                kept.push_back(slot(i));
+                ++j;
+            }
+        }
+        if (j < 2) {
+            emptyStore();
+            return;
+        }
+        if (j == iNextSlot_) return;
+        kept.push_back(nullptr);  // the spare slot stays empty
+        cDataSets_ = std::move(kept);
+        iNextSlot_ = j;
+    });
+}
+
+void rvStreamStore::ReInitialise() {
+    runTrapped(kSource, "ReInitialise", [&] {
+        auto spare = std::make_shared<rvStreamSet>();
+        cDataSets_.assign(1, std::move(spare));
+        iNextSlot_ = 1;
+        qModified_ = false;
+        AutomaticOverWrite_ = false;
+        AutomaticRename_ = false;
+        AutomaticCancel_ = false;
+        CheckDataSetNames_ = true;
+        OverWrittenDataSet_ = false;
+    });
+}
+
+}  // namespace tkstream63

@@ -1,0 +1,86 @@
+// Helpers shared by the store's tests: datasets with the attributes the sameness tests read, a
+// scripted duplicate-name dialog, and access to the reported error texts.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/shared_objects.hpp"
+#include "streamstore/stream_store.hpp"
+
+namespace tkstream63::store_test {
+
+inline std::shared_ptr<rvStreamSet> makeDataSet(const std::string& origin,
+                                                const std::string& groupName = "FIELD",
+                                                const std::string& dateStamp = "01/01/2024",
+                                                const std::string& tvGroupName = "Runs") {
+    auto dataSet = std::make_shared<rvStreamSet>();
+    dataSet->Origin(origin);
+    dataSet->GroupName(groupName);
+    dataSet->DateStamp(dateStamp);
+    dataSet->TVGroupName(tvGroupName);
+    return dataSet;
+}
+
+inline Array<int32_t> longArray(const std::vector<int32_t>& values, int32_t lower = 1) {
+    Array<int32_t> array(lower, lower + static_cast<int32_t>(values.size()) - 1);
+    for (size_t k = 0; k < values.size(); ++k) array(lower + static_cast<int32_t>(k)) = values[k];
+    return array;
+}
+
+// Every test starts with a dialog that answers from a script (cancel once it runs dry), so no
+// test ever waits on a console, and with an empty list of reported errors.
+class StoreTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dialog = std::make_shared<ScriptedDialog>();
+        installDuplicateNameDialog(dialog);
+        errorReporter().clearRecentMessages();
+    }
+
+    void answer(std::initializer_list<int32_t> choices) {
+        for (const int32_t choice : choices) dialog->addAnswer(choice);
+    }
+    size_t questionsAsked() const { return dialog->questions().size(); }
+
+    // Origins of datasets 1 .. NumberOfStreamSets, in order.
+    std::vector<std::string> origins() {
+        std::vector<std::string> result;
+        for (int32_t i = 1; i <= store.NumberOfStreamSets(); ++i) {
+            std::shared_ptr<rvStreamSet> dataSet;
+            store.GetItem(i, dataSet);
+            result.push_back(dataSet ? dataSet->Origin() : "<nothing>");
+        }
+        return result;
+    }
+    // Adds one dataset per origin without any duplicate decision.
+    void fill(const std::vector<std::string>& names) {
+        for (const auto& name : names) store.AddItem(makeDataSet(name));
+    }
+    std::shared_ptr<rvStreamSet> item(int32_t iDataSet) {
+        std::shared_ptr<rvStreamSet> dataSet;
+        store.GetItem(iDataSet, dataSet);
+        return dataSet;
+    }
+
+    static std::vector<std::string> reports() {
+        std::vector<std::string> texts;
+        for (const auto& reported : errorReporter().recentMessages()) texts.push_back(reported.message);
+        return texts;
+    }
+    static bool reported(const std::string& text) {
+        const auto texts = reports();
+        return std::any_of(texts.begin(), texts.end(),
+                           [&](const std::string& t) { return t.find(text) != std::string::npos; });
+    }
+
+    std::shared_ptr<ScriptedDialog> dialog;
+    rvStreamStore store;
+};
+
+}  // namespace tkstream63::store_test
