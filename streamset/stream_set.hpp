@@ -23,7 +23,89 @@ public:
 
     // ==== attributes: identity, description, attribute codes ====
 public:
+    // Properties. Scalar ones only copy a field and cannot fail; text ones run under the error
+    // trap, so a failed copy is reported and the field keeps its old value.
+    bool Initialised() const noexcept;
+    std::string FileName() const;
+    void FileName(const std::string& value);
+    std::string TVGroupName() const;
+    void TVGroupName(const std::string& value);  // no upper-case copy
+    std::string GroupName() const;
+    void GroupName(const std::string& value);  // also refreshes UCaseGroupName
+    std::string UCaseGroupName() const;
+    std::string DataRootPath() const;
+    void DataRootPath(const std::string& value);
+    std::string TreeViewKey() const;
+    void TreeViewKey(const std::string& value);
+    std::string UniqueKey() const;
+    void UniqueKey(const std::string& value);
+    bool IsDirty() const noexcept;
+    void IsDirty(bool value) noexcept;
+    int32_t FileType() const noexcept;
+    void FileType(int32_t value) noexcept;
+    std::string TVDisplayRoot() const;
+    void TVDisplayRoot(const std::string& value);  // also refreshes UCaseTVDisplayRoot
+    std::string UCaseTVDisplayRoot() const;
+    std::string SourceType() const;
+    void SourceType(const std::string& value);
+    std::string Origin() const;
+    void Origin(const std::string& value);  // also refreshes UCaseOrigin
+    std::string UCaseOrigin() const;
+    std::string DateStamp() const;
+    void DateStamp(const std::string& value);
+    std::string DataClass() const;
+    void DataClass(const std::string& value);
+    int32_t Units() const noexcept;
+    void Units(int32_t value) noexcept;
+    int32_t index() const noexcept;
+    void index(int32_t value) noexcept;
+    int32_t iStart() const noexcept;
+    void iStart(int32_t value) noexcept;
+    int32_t iEnd() const noexcept;
+    void iEnd(int32_t value) noexcept;
+    bool Unified() const noexcept;
+    void Unified(bool value) noexcept;
+    bool Formatted() const noexcept;
+    void Formatted(bool value) noexcept;
+    bool AllData() const noexcept;
+    void AllData(bool value) noexcept;
+    float SimulationTime() const noexcept;  // set through attribute code 40 or the vector
+    float SimulationEndTime() const noexcept;
+    void SimulationEndTime(float value) noexcept;
+    int32_t MaxZones() const noexcept;
+    void MaxZones(int32_t value) noexcept;  // 0 or less is ignored
+    int32_t MaxRows() const noexcept;
+    // The WAF flag and type. Setting the flag does not attach or detach a WAF set.
+    bool WAF() const noexcept;
+    void WAF(bool value) noexcept;
+    int32_t WAFType() const noexcept;
+    void WAFType(int32_t value) noexcept;
+
+    // Generic text access by attribute code (1 to 55), used by the store. Numbers and Booleans
+    // travel as longToText/singleToText/booleanToText text and are read back with the matching
+    // textTo... parser. Codes 1, 19 and 24 store only the plain field and leave its upper-case
+    // copy as the last property write made it; code 14 answers "Unknown" with True.
+    bool GetDataSetAttribute(int32_t iType, std::string& zAtt);
+    void SetDataSetAttribute(int32_t iType, std::string& zAtt);
+    // 1 when NumCols is at least 1 and zHeader equals this dataset's TreeViewKey, else 0.
+    int32_t IndexFromTVKEY(std::string& zHeader);
+
+    // ---- internal: for the other classes of the library only ----
+    bool qAttributesFlag() const noexcept;
+    void qAttributesFlag(bool value) noexcept;
+    int32_t iAttributesCount() const noexcept;
+    void iAttributesCount(int32_t value) noexcept;
+
 private:
+    // Puts every field back to its construction default (the column headers excepted).
+    void InitStreamLineSet();
+    void assignOrigin(const std::string& value);
+    void assignGroupName(const std::string& value);
+    void assignTVDisplayRoot(const std::string& value);
+    // The field behind an attribute code; empty for a code without one (14 included).
+    using AttributeField = std::variant<std::monostate, std::string*, int32_t*, bool*, float*>;
+    AttributeField attributeField(int32_t iType);
+
     bool Initialised_ = true;
     std::string FileName_;
     std::string TVGroupName_;
@@ -58,6 +140,21 @@ private:
 
     // ==== grid dimensions and limits ====
 public:
+    // The host's grid size and ranges, stored and returned as given (nothing is checked).
+    // These only copy scalars: they cannot fail and always end with qOK True.
+    void setGridDimension(int32_t NX, int32_t NY, int32_t NZ, bool& qOK) noexcept;
+    void getGridDimension(int32_t& NX, int32_t& NY, int32_t& NZ, bool& qOK) const noexcept;
+    void setLimits(float xMin, float xMax, float yMin, float yMax, float zMin, float zMax,
+                   bool& qOK) noexcept;
+    void getLimits(float& xMin, float& xMax, float& yMin, float& yMax, float& zMin, float& zMax,
+                   bool& qOK) const noexcept;
+    void setTOFLimits(float TOFMin, float TOFMax, bool& qOK) noexcept;
+    void getTOFLimits(float& TOFMin, float& TOFMax, bool& qOK) const noexcept;
+    void setDRTLimits(float DRTMin, float DRTMax, bool& qOK) noexcept;
+    void getDRTLimits(float& DRTMin, float& DRTMax, bool& qOK) const noexcept;
+    // True once setGridDimension has run; never cleared.
+    bool GridSet() const noexcept;
+
 private:
     bool GridSet_ = false;
     int32_t NX_ = 0, NY_ = 0, NZ_ = 0;
@@ -67,7 +164,79 @@ private:
 
     // ==== well table ====
 public:
+    // Setters grow the table to NumWells wells (it never shrinks) and copy elements
+    // 1 To NumWells of the caller's arrays. A caller's array that ends early stores the wells
+    // before the missing element and reports "Subscript out of range" with qOK False.
+    // Names are cut to 40 characters and held as single-byte (Windows-1252) text; an empty
+    // name keeps the well's earlier name.
+    void setWellNames(const Array<std::string>& zWellNames, int32_t NumWells, bool& qOK);
+    void setWellIndex(const Array<int32_t>& iWellIndex, int32_t NumWells, bool& qOK);
+    void setWellTypes(const Array<int32_t>& iWellTypes, int32_t NumWells, bool& qOK);
+    void setWellDefined(const Array<bool>& qWells, int32_t NumWells, bool& qOK);
+    void setWellLocations(const Array<float>& xPos, const Array<float>& yPos,
+                          const Array<float>& zPos, int32_t NumWells, bool& qOK);
+    void setWellLocationsDefined(const Array<bool>& qWells, int32_t NumWells, bool& qOK);
+
+    // Getters by well number (1 To NumberWells). An invalid number leaves the outputs alone and
+    // qOK False, except getWellType, which answers qOK True for any number.
+    std::string getWellName(int32_t iWell) const;  // "" for an invalid number or no name
+    void getWellType(int32_t iWell, int32_t& iType, bool& qOK) const;
+    void getWellDefined(int32_t iWell, bool& qDefined, bool& qOK) const;  // qDefined False first
+    void getWellLocation(int32_t iWell, float& xPos, float& yPos, float& zPos, bool& qOK) const;
+    void getWellLocationDefined(int32_t iWell, bool& qDefined, bool& qOK) const;
+
+    // Getters by well name, resolved with getWellNumber; an unknown name leaves qOK False.
+    void getWellNameType(const std::string& zWell, int32_t& iType, bool& qOK) const;
+    void getWellNameDefined(const std::string& zWell, bool& qDefined, bool& qOK) const;
+    void getWellNameLocation(const std::string& zWell, float& xPos, float& yPos, float& zPos,
+                             bool& qOK) const;
+    void getWellNameLocationDefined(const std::string& zWell, bool& qDefined, bool& qOK) const;
+
+    // Whole-table getters: NumWells = NumberWells; when it is above 0 the arrays are
+    // re-dimensioned to (1 To NumWells) and filled, otherwise they are left alone.
+    void getWellNames(Array<std::string>& zWellNames, int32_t& NumWells, bool& qOK) const;
+    void getWellTypes(Array<int32_t>& iWellTypes, int32_t& NumWells, bool& qOK) const;
+    void getWellsDefined(Array<bool>& qWells, int32_t& NumWells, bool& qOK) const;
+    void getWellLocations(Array<float>& xPos, Array<float>& yPos, Array<float>& zPos,
+                          int32_t& NumWells, bool& qOK) const;
+    void getWellLocationsDefined(Array<bool>& qWells, int32_t& NumWells, bool& qOK) const;
+
+    // iWells(i) = getWellNumber(zWellNames(i)); the caller sizes iWells.
+    void getListOfWellNumbers(const Array<std::string>& zWellNames, int32_t NumWells,
+                              Array<int32_t>& iWells, bool& qOK) const;
+    // zWellNames is re-dimensioned to (1 To NumWells); "" for an invalid number.
+    void getListOfWellNames(const Array<int32_t>& iWells, int32_t NumWells,
+                            Array<std::string>& zWellNames, bool& qOK) const;
+
+    // Number of the first well whose stored name equals the upper-cased query, or -1. Only the
+    // query is upper-cased, so a stored name with a lower-case letter is never found.
+    int32_t getWellNumber(const std::string& zWell) const;
+    int32_t WellNumber(const std::string& zWell) const;  // the same lookup as a property
+
+    int32_t NumberWells() const noexcept;
+    int32_t MaximumNumberWells() const noexcept;
+    void MaximumNumberWells(int32_t value) noexcept;  // stored only, never enforced
+
 private:
+    // Name lookup without upper-casing, for ProducerNumber (iMode 1: producer entries) and
+    // InjectorNumber (iMode 2: injector entries); both answer the well number of the first
+    // matching entry. Any other mode searches wells 0 To NumberWells and answers 0 when found.
+    // Every mode answers -1 when nothing matches. An entry naming a well outside the table
+    // raises "Subscript out of range" for the caller's trap.
+    int32_t getWellNumber(const std::string& zWell, int32_t iMode) const;
+    friend struct WellLookupTestAccess;  // the tests reach the mode-based lookup through it
+    bool validWellIndex(int32_t iWell) const noexcept;
+    // Grows the tables to NumWells wells when that is more than NumberWells.
+    void checkWells(int32_t NumWells, bool& qOK);
+    // The common course of the setters, under the trap: checkWells, then storeWell(i) for
+    // i = 1 To NumWells, then qOK True.
+    template <class StoreWell>
+    void storeWells(const char* procedure, int32_t NumWells, bool& qOK, StoreWell storeWell);
+    // Well iWell's stored name back in UTF-8.
+    std::string storedWellName(int32_t iWell) const;
+    // True when well iWell has a stored name of nameLength (>= 1) characters equal to zName.
+    bool storedWellNameIs(int32_t iWell, const std::string& zName, int32_t nameLength) const;
+
     int32_t NumberWells_ = -1;
     int32_t MaximumNumberWells_ = -1;
     int32_t nWellsAllocated_ = 1;
@@ -250,7 +419,36 @@ private:
 
     // ==== attribute vector and raw pointers ====
 public:
+    // Loads the descriptive attributes from a Variant array whose element k carries attribute
+    // code k (elements 42 and 43 carry iAttributesCount and qAttributesFlag); the array must
+    // reach element 55. Fields are assigned in a fixed order, so a conversion failure part-way
+    // keeps the fields already assigned and reports the error (result False). Elements 8 to 10
+    // are taken only when numeric; element 7 takes the leading number of its text (0 when
+    // there is none). An Empty element is not skipped: it converts as Empty always does, to
+    // "", 0 or False.
+    bool SetClassVarsFromAttributes(const Array<Variant>& vAttributes);
+
+    // Hands out handles to the dataset's counters and tables: iPtrs is re-dimensioned to
+    // (1 To 100), elements 1 to 47 receive the handles in their published order and 48 to 100
+    // stay 0. A 64-bit process cannot put addresses into Longs, so a handle is simply the
+    // element position (handle k = k); ResolvePointer turns it into a typed pointer to the field
+    // (for a table, to the array object itself), valid while this dataset lives.
+    void GetAllPointers(Array<int32_t>& iPtrs);
+    static constexpr int32_t kPointerCount = 47;
+    using FieldPointer = std::variant<std::monostate, int32_t*, float*, Array<float>*,
+                                      Array<int32_t>*, Array<uint8_t>*>;
+    // The field behind a handle from GetAllPointers; empty for any other value.
+    FieldPointer ResolvePointer(int32_t handle) noexcept;
+
 private:
+    // Longs that only travel in the pointer list; nothing in the dataset reads them.
+    int32_t spareStreamlineCounter_ = 0;      // beside nDataColumns in the list
+    int32_t spareLongAfterStartYear_ = 0;
+    int32_t spareLongAfterDRTMax_ = 0;
+    int32_t spareLongBesideProducers_ = 0;
+    int32_t spareLongBesideInjectors_ = 0;
+    // Counters used only by the binary import.
+    int32_t importCounters_[8] = {};
     // ==== end attribute vector ====
 
     // ==== streamline table ====
