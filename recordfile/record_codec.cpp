@@ -1,0 +1,162 @@
+#include "recordfile/record_codec.hpp"
+
+#include <array>
+
+namespace tkstream63 {
+namespace {
+
+struct TypeInfo {
+    ItemType type;
+    const char* name;
+    size_t width;
+};
+
+constexpr std::array<TypeInfo, 6> kTypes{{
+    {ItemType::Inte, "INTE", 4},
+    {ItemType::Real, "REAL", 4},
+    {ItemType::Doub, "DOUB", 8},
+    {ItemType::Char, "CHAR", 0},
+    {ItemType::Logi, "LOGI", 4},
+    {ItemType::Byte, "BYTE", 1},
+}};
+
+std::string count(int64_t n) { return std::to_string(n); }
+
+}  // namespace
+
+ItemType itemTypeFromName(std::string_view name) {
+    for (const auto& info : kTypes)
+        if (name == info.name) return info.type;
+    return ItemType::Unknown;
+}
+
+const char* itemTypeName(ItemType type) {
+    for (const auto& info : kTypes)
+        if (type == info.type) return info.name;
+    return "unknown";
+}
+
+size_t itemWidth(ItemType type) {
+    for (const auto& info : kTypes)
+        if (type == info.type) return info.width;
+    return 0;
+}
+
+// ---- writing ----
+
+bool RecordCodec::beginRecord(const std::string& keyword, int32_t count, const std::string& typeName) {
+    if (record_.itemsLeft > 0)
+        return failRecord(kRecordInvalidCall, "announced " + std::to_string(record_.count) + " items but only " +
+                                                  std::to_string(record_.count - record_.itemsLeft) +
+                                                  " were written before the next record");
+    const std::string name = "Record '" + keyword + "' for '" + file_.Path() + "': ";
+    if (keyword.size() > kMaxKeywordBytes)
+        return file_.fail(kRecordInvalidCall, name + "the keyword is longer than 64 bytes");
+    if (count < 0) return file_.fail(kRecordInvalidCall, name + "negative item count " + std::to_string(count));
+    const ItemType type = itemTypeFromName(typeName);
+    if (type == ItemType::Unknown)
+        return file_.fail(kRecordInvalidCall, name + "unknown item type '" + typeName +
+                                                  "' (INTE, REAL, DOUB, CHAR, LOGI or BYTE)");
+    record_ = Record{keyword, typeName, type, count, count, file_.position()};
+    if (!encodeHeader()) return false;
+    return count == 0 ? endRecordWrite() : true;
+}
+
+bool RecordCodec::checkWritable(ItemType type, size_t n) {
+    if (record_.itemsLeft == 0)
+        return failRecord(kRecordInvalidCall, "all " + count(record_.count) + " announced items were already written");
+    if (type != record_.type)
+        return failRecord(kRecordTypeMismatch, std::string("a ") + itemTypeName(type) + " item cannot go into a " +
+                                                   record_.typeName + " record");
+    if (n > static_cast<uint64_t>(record_.itemsLeft))
+        return failRecord(kRecordInvalidCall, std::to_string(n) + " items are more than the " +
+                                                  count(record_.itemsLeft) + " still announced");
+    return true;
+}
+
+bool RecordCodec::afterItemsWritten(size_t n) {
+    record_.itemsLeft -= static_cast<int64_t>(n);
+    return record_.itemsLeft == 0 ? endRecordWrite() : true;
+}
+
+bool RecordCodec::writeValues(ItemType type, const void* values, size_t n) {
+    if (!checkWritable(type, n)) return false;
+    if (n == 0) return true;
+    return encodeValues(type, values, n) && afterItemsWritten(n);
+}
+
+bool RecordCodec::writeText(std::string_view text) {
+    return checkWritable(ItemType::Char, 1) && encodeText(text) && afterItemsWritten(1);
+}
+
+bool RecordCodec::finishWriting() {
+    if (record_.itemsLeft == 0) return true;
+    return failRecord(kRecordInvalidCall, "announced " + count(record_.count) + " items but only " +
+                                              count(record_.count - record_.itemsLeft) + " were written");
+}
+
+// ---- reading ----
+
+bool RecordCodec::readHeader(std::string& keyword, int32_t& count, std::string& typeName) {
+    keyword.clear();
+    count = 0;
+    typeName.clear();
+    headerOffset_ = file_.position();
+    if (exhausted_) return failHeader(kRecordPastEnd, "nothing further can be read from this file");
+    if (!passOverRest()) return false;
+    Record next;
+    next.offset = headerOffset_ = file_.position();
+    if (!decodeHeader(next)) {
+        exhausted_ = true;
+        record_.itemsLeft = 0;
+        return false;
+    }
+    record_ = std::move(next);
+    keyword = record_.keyword;
+    count = static_cast<int32_t>(record_.count);
+    typeName = record_.typeName;
+    return true;
+}
+
+bool RecordCodec::checkReadable(ItemType type, size_t n) {
+    if (record_.itemsLeft == 0)
+        return failRecord(kRecordInvalidCall, "no items left to read (it holds " + count(record_.count) + ")");
+    if (type != record_.type)
+        return failRecord(kRecordTypeMismatch, "it holds " + record_.typeName + " items, not " + itemTypeName(type));
+    if (n > static_cast<uint64_t>(record_.itemsLeft))
+        return failRecord(kRecordInvalidCall, std::to_string(n) + " items were asked for but only " +
+                                                  count(record_.itemsLeft) + " are left");
+    return true;
+}
+
+bool RecordCodec::afterItemsRead(size_t n) {
+    record_.itemsLeft -= static_cast<int64_t>(n);
+    return record_.itemsLeft == 0 ? endRecordRead() : true;
+}
+
+bool RecordCodec::readValues(ItemType type, void* values, size_t n) {
+    if (!checkReadable(type, n)) return false;
+    if (n == 0) return true;
+    return decodeValues(type, values, n) && afterItemsRead(n);
+}
+
+bool RecordCodec::readText(std::string* text) {
+    return checkReadable(ItemType::Char, 1) && decodeText(text) && afterItemsRead(1);
+}
+
+// ---- messages ----
+
+bool RecordCodec::failRecord(int32_t code, const std::string& problem) {
+    return file_.fail(code, "Record '" + record_.keyword + "' at byte " + count(record_.offset) + " of '" +
+                                file_.Path() + "': " + problem);
+}
+
+bool RecordCodec::failHeader(int32_t code, const std::string& problem) {
+    exhausted_ = true;
+    record_.itemsLeft = 0;
+    std::string where = "Record header at byte " + count(headerOffset_) + " of '" + file_.Path() + "'";
+    if (!record_.keyword.empty()) where += " (after record '" + record_.keyword + "')";
+    return file_.fail(code, where + ": " + problem);
+}
+
+}  // namespace tkstream63
