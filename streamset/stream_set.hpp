@@ -568,6 +568,38 @@ private:
 
     // ==== end extraction ====
 
+    // ==== store support (internal) ====
+    // Reached through the store's per-dataset accessors only; not part of the public dataset
+    // interface. Code in stream_set_store_support.cpp.
+public:
+    // Set by the host's loader when it skipped streamlines; False on a new dataset.
+    bool MissedSL() const noexcept { return MissedSL_; }
+    void MissedSL(bool value) noexcept { MissedSL_ = value; }
+    // Loading step set by the host's loader: n when every n-th streamline was kept; 1 on a new
+    // dataset.
+    int32_t LoadEverySL() const noexcept { return LoadEverySL_; }
+    void LoadEverySL(int32_t value) noexcept { LoadEverySL_ = value; }
+    // True while a well list applies to the attached WAF set. Writing it while WAF is True also
+    // switches the attached set's list on or off (object error 91 when no set is attached).
+    bool WAFWellListSet() const noexcept { return WAFWellListSet_; }
+    void WAFWellListSet(bool value);
+    // While WAF is True: makes the attached set's wells named in zList(1 .. NumWells) (exact,
+    // case-sensitive) its well list and switches the list on; NumWells below 1 switches it
+    // off. qOK True when done; False and nothing changed while WAF is False.
+    void InitWAFWellListByName(const Array<std::string>& zList, int32_t NumWells, bool& qOK);
+    // While WAF is True: the names of the attached set's wells in its well list, in well order
+    // (zList at least one element, NumWells the count).
+    void getWAFWellList(Array<std::string>& zList, int32_t& NumWells, bool& qOK) const;
+    // While WAF is True: the names of the attached set's wells that count as defined, in well
+    // order; the active well list decides alone when it holds wells (zList at least one
+    // element, NumWells the count).
+    void GetDefinedWAFWellNames(Array<std::string>& zList, int32_t& NumWells, bool& qOK) const;
+private:
+    bool MissedSL_ = false;
+    int32_t LoadEverySL_ = 1;
+    bool WAFWellListSet_ = false;
+    // ==== end store support ====
+
     // ==== binary export and import ====
 public:
 private:

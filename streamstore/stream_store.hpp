@@ -153,9 +153,7 @@ public:
     void SearchPointers(Array<int32_t>& iResults, int32_t& nResults, bool& qOK);
 
 private:
-    bool isStoredDataSet(int32_t iDataSet) const {
-        return iDataSet >= 1 && iDataSet < iNextSlot_;
-    }
+    bool isStoredDataSet(int32_t iDataSet) const { return iDataSet >= 1 && iDataSet < iNextSlot_; }
     struct SearchCondition {
         int32_t code;
         std::string upperValue;
@@ -185,7 +183,115 @@ private:
     // ==== end search ====
 
     // ==== per-dataset accessors ====
+    // Each member checks iDataSet (1 .. NumberOfStreamSets + 1) and forwards to the dataset in
+    // that slot, passing the caller's arguments through. For a bad number the dataset is not
+    // touched: results are 0, "" or False, qOK is False and other outputs stay as they were.
+    // An empty spare slot is reported as error 91 with the same fallbacks.
 public:
+    void DSSetWellList(int32_t iDataSet, const Array<std::string>& zWellList, bool& qOK);
+    void DSGetWellList(int32_t iDataSet, Array<std::string>& zWellList, int32_t& nWellList,
+                       bool& qOK);
+    void DSGetWellListNumbers(int32_t iDataSet, Array<int32_t>& iWellList, int32_t& nWellList,
+                              bool& qOK);
+    bool DSGetDataSetAttribute(int32_t iDataSet, int32_t iAttribute, std::string& zAttribute);
+    int32_t DSMaximumWells(int32_t iDataSet);
+    int32_t DSNumberWells(int32_t iDataSet);
+    int32_t DSWAFNumberWells(int32_t iDataSet);
+    int32_t DSNumberDefinedWAFWells(int32_t iDataSet);
+    int32_t DSWAFWellNumber(int32_t iDataSet, const std::string& zWell);
+    int32_t DSWellNumber(int32_t iDataSet, const std::string& zWell);
+    std::string DSWellName(int32_t iDataSet, int32_t iWell);
+    std::string DSWAFWellName(int32_t iDataSet, int32_t iWell);
+    void DSSetLimits(int32_t iDataSet, float xMin, float xMax, float yMin, float yMax, float zMin,
+                     float zMax, bool& qOK);
+    void DSGetLimits(int32_t iDataSet, float& xMin, float& xMax, float& yMin, float& yMax,
+                     float& zMin, float& zMax, bool& qOK);
+    void DSGetGridDimension(int32_t iDataSet, int32_t& NX, int32_t& NY, int32_t& NZ, bool& qOK);
+    // These return True when the number was valid and the value was fetched into the argument.
+    bool DSDataIndex(int32_t iDataSet, int32_t& iDataIndex);
+    bool DSDateStamp(int32_t iDataSet, std::string& zStamp);
+    bool DSFileType(int32_t iDataSet, int32_t& iFileType);
+    bool DSGroupName(int32_t iDataSet, std::string& zGroup);
+    bool DSOrigin(int32_t iDataSet, std::string& zOrigin);
+    bool DSSourceType(int32_t iDataSet, std::string& zType);
+    bool DSTVGroupName(int32_t iDataSet, std::string& zType);
+    bool DSDataClass(int32_t iDataSet, std::string& zClass);
+    void DSSetFileType(int32_t iDataSet, int32_t iFileType, bool& qOK);
+    void DSSetWAFType(int32_t iDataSet, int32_t iWAFType, bool& qOK);
+    // SetDSFileName and DSsetFileName are the same member under two names.
+    void SetDSFileName(int32_t iDataSet, const std::string& zFilename);
+    void DSsetFileName(int32_t iDataSet, const std::string& zFilename);
+    std::string GetDataRootPath(int32_t iDataSet);
+    std::string GetDataSetDate(int32_t iDataSet);
+    std::string GetFileName(int32_t iDataSet);
+    void DSWellNames(int32_t iDataSet, Array<std::string>& zWells, int32_t& nWells, bool& qOK);
+    void DSWAFWellNames(int32_t iDataSet, Array<std::string>& zWells, int32_t& nWells, bool& qOK);
+    void DSWAFListOfWellNumbers(int32_t iDataSet, const Array<std::string>& zWells, int32_t nWells,
+                                Array<int32_t>& iWells, bool& qOK);
+    void DSListOfWellNumbers(int32_t iDataSet, const Array<std::string>& zWells, int32_t nWells,
+                             Array<int32_t>& iWells, bool& qOK);
+    void DSWAFListOfWellNames(int32_t iDataSet, const Array<int32_t>& iWells, int32_t nWells,
+                              Array<std::string>& zWells, bool& qOK);
+    // Forwards to the WAF variant as DSWAFListOfWellNames does; both give the same answer.
+    void DSListOfWellNames(int32_t iDataSet, const Array<int32_t>& iWells, int32_t nWells,
+                           Array<std::string>& zWells, bool& qOK);
+    void DSGetSingleStreamlineData(int32_t iDataSet, int32_t iStream, Array<float>& sData,
+                                   int32_t& nCols, int32_t& nnodes, bool& qOK);
+    void GetAllPointers(int32_t iDataSet, Array<int32_t>& iPtrs);
+
+    // Properties indexed by the dataset number.
+    bool DSUseWellList(int32_t iDataSet);
+    void DSUseWellList(int32_t iDataSet, bool value);
+    std::string DataRootPath(int32_t iDataSet);
+    std::string DateStamp(int32_t iDataSet);
+    std::string FileName(int32_t iDataSet);
+    int32_t FileType(int32_t iDataSet);
+    bool Formatted(int32_t iDataSet);
+    std::string GroupName(int32_t iDataSet);
+    int32_t iEnd(int32_t iDataSet);
+    int32_t iStart(int32_t iDataSet);
+    int32_t index(int32_t iDataSet);
+    bool Initialised(int32_t iDataSet);
+    bool IsDirty(int32_t iDataSet);
+    void IsDirty(int32_t iDataSet, bool value);
+    int32_t MaxRows(int32_t iDataSet);
+    int32_t NumCols(int32_t iDataSet);
+    int32_t NumberStreamlines(int32_t iDataSet);
+    std::string Origin(int32_t iDataSet);
+    std::string SourceType(int32_t iDataSet);
+    std::string UniqueKey(int32_t iDataSet);
+    bool Unified(int32_t iDataSet);
+    bool AllData(int32_t iDataSet);
+    bool WAF(int32_t iDataSet);
+    int32_t Units(int32_t iDataSet);
+    // Whether the loader skipped streamlines, and its loading step.
+    bool MissedSL(int32_t iDataSet);
+    int32_t LoadEverySL(int32_t iDataSet);
+    // Whether a well list applies to the dataset's WAF set.
+    bool WAFWellListSet(int32_t iDataSet);
+    void WAFWellListSet(int32_t iDataSet, bool value);
+    // The WAF set's well list: set by names, read back, and the wells that count as defined.
+    void InitWAFWellListByName(int32_t iDataSet, const Array<std::string>& zList, int32_t NumWells,
+                               bool& qOK);
+    void getWAFWellList(int32_t iDataSet, Array<std::string>& zList, int32_t& NumWells, bool& qOK);
+    void GetDefinedWAFWellNames(int32_t iDataSet, Array<std::string>& zList, int32_t& NumWells,
+                                bool& qOK);
+    // Placeholder: reading checks the number and gives 0, writing does nothing.
+    int32_t UnitDataSource(int32_t iDataSet);
+    void UnitDataSource(int32_t iDataSet, int32_t value);
+
+    // The distinct Origins (exact comparison) of the datasets of one file type, in order of
+    // first appearance; qOK False when there are none.
+    void GetOriginsByFileType(int32_t iFileType, Array<std::string>& zOrigins, bool& qOK);
+
+private:
+    // Runs action on the dataset in slot iDataSet under the trap when the number is valid.
+    template <class Action>
+    void withDataSet(std::string_view procedure, int32_t iDataSet, Action&& action);
+    // The value action reads from the dataset, or fallback for a bad number or a failure.
+    template <class Result, class Action>
+    Result readDataSet(std::string_view procedure, int32_t iDataSet, Result fallback,
+                       Action&& action);
     // ==== end accessors ====
 
     // ==== binary export and import ====

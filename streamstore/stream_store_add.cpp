@@ -70,9 +70,8 @@ bool rvStreamStore::settleClash(int32_t iDataSet, const std::shared_ptr<rvStream
 }
 
 int32_t rvStreamStore::askDuplicateChoice(rvStreamSet& cNewDataSet) {
-    static const std::vector<std::string> buttons = {"&Overwrite all", "&Rename all",
-                                                     "&Cancel all",    "&Overwrite",
-                                                     "&Rename",        "&Cancel"};
+    static const std::vector<std::string> buttons = {"&Overwrite all", "&Rename all", "&Cancel all",
+                                                     "&Overwrite",     "&Rename",     "&Cancel"};
     const std::string message =
         cNewDataSet.Origin() + " [" + cNewDataSet.GroupName() + "]\r\n\r\n Name currently in use.";
     int32_t choice = 0;

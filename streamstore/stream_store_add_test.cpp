@@ -26,7 +26,8 @@ TEST_F(StoreTest, CancelClosedOrNonsenseAnswersDropTheNewDataSetAndChangeNothing
         EXPECT_EQ(store.NumberOfStreamSets(), 2) << choice;
         EXPECT_EQ(store.AddedDataSetPos(), 2) << choice;
         EXPECT_FALSE(store.OverWrittenDataSet()) << choice;
-        EXPECT_FALSE(store.AutomaticOverWrite() || store.AutomaticRename() || store.AutomaticCancel());
+        EXPECT_FALSE(store.AutomaticOverWrite() || store.AutomaticRename() ||
+                     store.AutomaticCancel());
     }
     EXPECT_EQ(questionsAsked(), 5u);
     EXPECT_TRUE(reports().empty());
@@ -185,8 +186,9 @@ TEST_F(StoreTest, AddDataSetNeverWritesItsFlagAndRefusesAnEmptyReference) {
     }
     bool qOK = true;
     store.AddDataSet(nullptr, qOK);
-    EXPECT_TRUE(reported("Error:Object variable or With block variable not set (No.91) In "
-                         "[rvStreamStore (Code) (AddItem)] "));
+    EXPECT_TRUE(
+        reported("Error:Object variable or With block variable not set (No.91) In "
+                 "[rvStreamStore (Code) (AddItem)] "));
     EXPECT_TRUE(qOK);
     EXPECT_EQ(store.NumberOfStreamSets(), 2);
 

@@ -17,15 +17,15 @@ protected:
     void SetUp() override {
         StoreTest::SetUp();
         store.CheckDataSetNames(false);
-        add("BASE", "SIM", "GRID", 1);     // 1
-        add("Other", "sim", "grid", 2);    // 2
-        add("base", "FILE", "GRID", 1);    // 3
-        add("BASE ", "SIM", "LOGS", 1);    // 4 (trailing blank: not the same Origin)
-        add("BASE", "SIM", "GRID", 2);     // 5
+        add("BASE", "SIM", "GRID", 1);   // 1
+        add("Other", "sim", "grid", 2);  // 2
+        add("base", "FILE", "GRID", 1);  // 3
+        add("BASE ", "SIM", "LOGS", 1);  // 4 (trailing blank: not the same Origin)
+        add("BASE", "SIM", "GRID", 2);   // 5
         store.SearchClear();
     }
-    void add(const std::string& origin, const std::string& sourceType,
-             const std::string& dataClass, int32_t units) {
+    void add(const std::string& origin, const std::string& sourceType, const std::string& dataClass,
+             int32_t units) {
         auto dataSet = makeDataSet(origin);
         dataSet->SourceType(sourceType);
         dataSet->DataClass(dataClass);

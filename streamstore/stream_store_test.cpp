@@ -103,7 +103,8 @@ TEST_F(StoreTest, DeleteItemRenumbersTheSurvivors) {
 TEST_F(StoreTest, DeleteItemOfTheSpareSlotOverrunsUnlessOneDataSetIsLeft) {
     fill({"A", "B", "C"});
     store.DeleteItem(4);
-    EXPECT_TRUE(reported("Error:Subscript out of range (No.9) In [rvStreamStore (Code) (DeleteItem)] "));
+    EXPECT_TRUE(
+        reported("Error:Subscript out of range (No.9) In [rvStreamStore (Code) (DeleteItem)] "));
     EXPECT_EQ(origins(), (Strings{"A", "B", "C"}));
     EXPECT_TRUE(item(4));
 

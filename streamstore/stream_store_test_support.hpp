@@ -27,10 +27,17 @@ inline std::shared_ptr<rvStreamSet> makeDataSet(const std::string& origin,
     return dataSet;
 }
 
-inline Array<int32_t> longArray(const std::vector<int32_t>& values, int32_t lower = 1) {
-    Array<int32_t> array(lower, lower + static_cast<int32_t>(values.size()) - 1);
+template <class T>
+Array<T> arrayOf(const std::vector<T>& values, int32_t lower = 1) {
+    Array<T> array(lower, lower + static_cast<int32_t>(values.size()) - 1);
     for (size_t k = 0; k < values.size(); ++k) array(lower + static_cast<int32_t>(k)) = values[k];
     return array;
+}
+inline Array<int32_t> longArray(const std::vector<int32_t>& values, int32_t lower = 1) {
+    return arrayOf(values, lower);
+}
+inline Array<std::string> textArray(const std::vector<std::string>& values) {
+    return arrayOf(values);
 }
 
 // Every test starts with a dialog that answers from a script (cancel once it runs dry), so no
@@ -70,7 +77,8 @@ protected:
 
     static std::vector<std::string> reports() {
         std::vector<std::string> texts;
-        for (const auto& reported : errorReporter().recentMessages()) texts.push_back(reported.message);
+        for (const auto& reported : errorReporter().recentMessages())
+            texts.push_back(reported.message);
         return texts;
     }
     static bool reported(const std::string& text) {
