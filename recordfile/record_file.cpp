@@ -160,10 +160,10 @@ void RecordFile::ProgressTick() {
 }
 
 void RecordFile::GetReadState(int32_t& nBytesRead, int32_t& nBytesTotal, bool& qEOF) {
-    nBytesRead = clampToLong(BytesRead());
-    nBytesTotal = clampToLong(TotalBytes());
     qEOF = true;
     runTrapped("RecordFile", "GetReadState", [&] { qEOF = mode_ != Mode::Reading || codec_->atEnd(); });
+    nBytesRead = clampToLong(BytesRead());
+    nBytesTotal = clampToLong(TotalBytes());
 }
 
 // ---- transfer seam ----

@@ -108,6 +108,7 @@ public:
             line += static_cast<char>(c);
             file_.dropByte();
         }
+        if (file_.peekByte() == '\n') file_.dropByte();
         const std::string name = "'" + file_.Path() + "'";
         if (line.compare(0, kPreamble.size(), kPreamble) != 0)
             return file_.fail(kRecordBadFormat, name + " is not a tkstream63 record file");
@@ -156,6 +157,8 @@ protected:
     // ---- reading ----
 
     bool decodeHeader(Record& next) override {
+        skipBlanks();
+        next.offset = headerOffset_ = file_.position();
         std::string token;
         bool quotedToken = false;
         switch (nextToken(token, quotedToken)) {

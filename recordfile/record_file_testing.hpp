@@ -1,0 +1,90 @@
+// Test helpers for code that writes or reads record files: a scratch directory, whole-file byte
+// access, and a RecordFile whose Nth write or read fails the way a full or failing disk does.
+#pragma once
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "recordfile/record_file.hpp"
+
+namespace tkstream63::testing {
+
+// A fresh directory under the system's temporary directory, removed with everything in it.
+class ScratchDirectory {
+public:
+    ScratchDirectory() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "tkstream63-records-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) != nullptr) path_ = pattern;
+    }
+    ~ScratchDirectory() {
+        std::error_code ignored;
+        if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+    }
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+    // Names of the entries in the directory (to spot left-over temporary files).
+    std::vector<std::string> entries() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(path_)) names.push_back(entry.path().filename());
+        return names;
+    }
+
+private:
+    std::string path_;
+};
+
+inline std::vector<uint8_t> readFileBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Replaces the file by a new one rather than truncating it: on some file systems a truncated
+// and rewritten file is flushed to disk on close, which makes loops over many variants slow.
+inline void writeFileBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
+    std::remove(path.c_str());
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// Fails the failWriteCall-th call of the write seam (1-based; 0 never) with failErrno, and the
+// same for reads. Calls are counted from the file object's creation.
+class FaultyRecordFile : public RecordFile {
+public:
+    explicit FaultyRecordFile(size_t bufferBytes = kDefaultBufferBytes) : RecordFile(bufferBytes) {}
+
+    int failWriteCall = 0;
+    int failReadCall = 0;
+    int failErrno = ENOSPC;
+    int writeCalls = 0;
+    int readCalls = 0;
+
+protected:
+    ssize_t writeBytes(const void* data, size_t n) override {
+        if (++writeCalls == failWriteCall) {
+            errno = failErrno;
+            return -1;
+        }
+        return RecordFile::writeBytes(data, n);
+    }
+    ssize_t readBytes(void* data, size_t n) override {
+        if (++readCalls == failReadCall) {
+            errno = failErrno;
+            return -1;
+        }
+        return RecordFile::readBytes(data, n);
+    }
+};
+
+}  // namespace tkstream63::testing

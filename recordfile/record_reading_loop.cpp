@@ -1,0 +1,190 @@
+#include "recordfile/record_reading_loop.hpp"
+
+#include <algorithm>
+
+namespace tkstream63 {
+namespace {
+
+// Error number for a damaged file ("Bad file format").
+constexpr int32_t kErrBadFileFormat = 321;
+// Read-past pieces: small enough to keep the scratch array tiny, large enough to be quick.
+constexpr int32_t kReadPastPiece = 4096;
+// Readers pass "'" as the delimiter; writers pass "".
+const std::string kReadDelim = "'";
+const std::string kWriteDelim;
+
+std::string failureText(int32_t code, const RecordFile& file) {
+    return file.LastError().empty() ? standardErrorText(-code) : file.LastError();
+}
+
+// Reads a body of fixed-width items past, piece by piece through a small scratch array.
+template <class T, class ReadPiece>
+void readPastInPieces(int32_t count, RecordFile& file, ReadPiece readPiece) {
+    Array<T> scratch(1, std::min(count, kReadPastPiece));
+    for (int32_t done = 0; done < count;) {
+        const int32_t piece = std::min(count - done, kReadPastPiece);
+        bool ok = false;
+        checkRecordCall(readPiece(piece, scratch, ok), file);
+        done += piece;
+    }
+}
+
+template <class T, class Read>
+Array<T> readWhole(RecordFile& file, Read read) {
+    Array<T> values;
+    bool ok = false;
+    checkRecordCall(read(values, ok), file);
+    return values;
+}
+
+template <class T, class Read>
+void readInPlace(RecordFile& file, const RecordHeader& header, Array<T>& table, Read read) {
+    if (static_cast<uint64_t>(header.count) > table.size())
+        raiseError(kErrBadFileFormat, "Record '" + header.keyword + "' of '" + file.Path() + "' holds " +
+                                          std::to_string(header.count) + " values for a table of " +
+                                          std::to_string(table.size()) + ": the file is damaged");
+    bool ok = false;
+    const int32_t code = read(ok);
+    if (ok) return;
+    table.fill(T{});
+    checkRecordCall(code, file);
+}
+
+}  // namespace
+
+namespace detail {
+
+void reportRecordFailure(const ReadingLoopSettings& settings, int32_t code, const RecordFile& file) {
+    reportTrappedError(failureText(code, file), -code, settings.source, settings.procedure);
+}
+
+void reportEndBeforeClosing(const ReadingLoopSettings& settings, const RecordFile& file) {
+    reportTrappedError("Record file '" + file.Path() + "' ends at byte " + std::to_string(file.BytesRead()) +
+                           " before the closing record '" + std::string(settings.closingKeyword) + "'",
+                       kErrPastEndOfFile, settings.source, settings.procedure);
+}
+
+}  // namespace detail
+
+// ---- readers ----
+
+Array<int32_t> readLongs(RecordIO& io, RecordFile& file, const RecordHeader& header) {
+    return readWhole<int32_t>(file, [&](Array<int32_t>& values, bool& ok) {
+        return io.ReadIntegerArray(header.count, kReadDelim, file, values, ok);
+    });
+}
+
+Array<float> readSingles(RecordIO& io, RecordFile& file, const RecordHeader& header) {
+    return readWhole<float>(file, [&](Array<float>& values, bool& ok) {
+        return io.ReadRealArray(header.count, kReadDelim, file, values, ok);
+    });
+}
+
+Array<bool> readLogicals(RecordIO& io, RecordFile& file, const RecordHeader& header) {
+    return readWhole<bool>(file, [&](Array<bool>& values, bool& ok) {
+        return io.ReadLogicalArray(header.count, kReadDelim, file, values, ok);
+    });
+}
+
+Array<double> readDoubles(RecordIO& io, RecordFile& file, const RecordHeader& header) {
+    return readWhole<double>(file, [&](Array<double>& values, bool& ok) {
+        return io.ReadDoubleArray(header.count, kReadDelim, file, values, ok);
+    });
+}
+
+std::string readText(RecordIO& io, RecordFile& file) {
+    std::string text;
+    bool ok = false;
+    checkRecordCall(io.ReadItem(file, text, ok), file);
+    return text;
+}
+
+std::vector<std::string> readTexts(RecordIO& io, RecordFile& file, const RecordHeader& header) {
+    std::vector<std::string> texts;
+    for (int32_t k = 0; k < header.count; ++k) texts.push_back(readText(io, file));
+    return texts;
+}
+
+void readPast(RecordIO& io, RecordFile& file, const RecordHeader& header) {
+    const int32_t count = header.count;
+    if (count < 1) return;
+    bool ok = false;
+    if (header.type == "INTE") {
+        readPastInPieces<int32_t>(count, file, [&](int32_t n, Array<int32_t>& scratch, bool& pieceOK) {
+            return io.ReadIntegerArray(n, kReadDelim, file, scratch, pieceOK, 0);
+        });
+    } else if (header.type == "LOGI") {
+        readPastInPieces<bool>(count, file, [&](int32_t n, Array<bool>& scratch, bool& pieceOK) {
+            return io.ReadLogicalArray(n, kReadDelim, file, scratch, pieceOK, 0);
+        });
+    } else if (header.type == "BYTE") {
+        readPastInPieces<uint8_t>(count, file, [&](int32_t n, Array<uint8_t>& scratch, bool& pieceOK) {
+            return io.ReadByteArray(n, file, scratch, pieceOK, 0);
+        });
+    } else if (header.type == "REAL") {
+        checkRecordCall(io.SkipRealArray(count, kReadDelim, file, ok), file);
+    } else if (header.type == "DOUB") {
+        checkRecordCall(io.SkipDoubleArray(count, kReadDelim, file, ok), file);
+    } else if (header.type == "CHAR") {
+        for (int32_t k = 0; k < count; ++k) readText(io, file);
+    }
+}
+
+void readLongsInPlace(RecordIO& io, RecordFile& file, const RecordHeader& header, Array<int32_t>& table) {
+    readInPlace(file, header, table,
+                [&](bool& ok) { return io.ReadIntegerArray(header.count, kReadDelim, file, table, ok, 0); });
+}
+
+void readSinglesInPlace(RecordIO& io, RecordFile& file, const RecordHeader& header, Array<float>& table) {
+    readInPlace(file, header, table,
+                [&](bool& ok) { return io.ReadRealArray(header.count, kReadDelim, file, table, ok, 0); });
+}
+
+void requireFileHolds(const RecordFile& file, const RecordHeader& header, int64_t elements) {
+    const int64_t left = file.TotalBytes() - file.BytesRead();
+    if (elements <= left) return;
+    raiseError(kErrBadFileFormat, "Record '" + header.keyword + "' (ending at byte " +
+                                      std::to_string(file.BytesRead()) + " of '" + file.Path() +
+                                      "') asks for a table of " + std::to_string(elements) +
+                                      " values, more than the " + std::to_string(left) +
+                                      " bytes left in the file: the file is damaged");
+}
+
+// ---- writer ----
+
+void RecordWriter::check(int32_t code) {
+    lastOK_ = code >= 0;
+    if (lastOK_) return;
+    if (raiseOnFailure_) checkRecordCall(code, file_);
+    if (!failureReported_) reportTrappedError(failureText(code, file_), -code, source_, procedure_);
+    failureReported_ = true;
+}
+
+void RecordWriter::header(const std::string& keyword, int32_t count, const char* type) {
+    bool ok = false;
+    check(io_.WriteRecordHeader(file_, keyword, count, type, ok));
+}
+
+void RecordWriter::item(const Variant& value) {
+    bool ok = false;
+    check(io_.WriteItem(file_, value, ok));
+}
+
+void RecordWriter::record(const std::string& keyword, const char* type, std::initializer_list<Variant> values) {
+    header(keyword, static_cast<int32_t>(values.size()), type);
+    for (const Variant& value : values) item(value);
+}
+
+void RecordWriter::longs(const Array<int32_t>& table) {
+    bool ok = false;
+    check(io_.WriteIntegerArray(itemCountOf(table.size()), kWriteDelim, table, file_, ok));
+}
+
+void RecordWriter::singles(const Array<float>& table) {
+    bool ok = false;
+    check(io_.WriteRealArray(itemCountOf(table.size()), kWriteDelim, table, file_, ok));
+}
+
+int32_t itemCountOf(size_t elements) { return checkedLong(static_cast<int64_t>(elements)); }
+
+}  // namespace tkstream63
