@@ -76,17 +76,26 @@ TEST(StreamSetAttributeVector, LoadsEveryFieldWithItsConversion) {
     EXPECT_EQ(columns, "0");
 }
 
+// Units loaded from a full vector whose element 7 is the given one.
+int32_t unitsFrom(const Variant& element) {
+    rvStreamSet set;
+    Array<Variant> v = fullVector();
+    v(7) = element;
+    EXPECT_TRUE(set.SetClassVarsFromAttributes(v));
+    return set.Units();
+}
+
 TEST(StreamSetAttributeVector, UnitsTakeTheLeadingNumberAndIndexesOnlyNumbers) {
-    const std::pair<Variant, int32_t> units[] = {
-        {"abc", 0}, {" 1 2x", 12}, {"-7", -7}, {"2.5", 2}, {"1e3x", 1000},
-        {"12e", 12}, {".5e1", 5}, {Variant(), 0}, {true, 0}, {3.5, 4}};
-    for (const auto& [element, expected] : units) {
-        rvStreamSet set;
-        Array<Variant> v = fullVector();
-        v(7) = element;
-        EXPECT_TRUE(set.SetClassVarsFromAttributes(v));
-        EXPECT_EQ(set.Units(), expected) << element.toText();
-    }
+    EXPECT_EQ(unitsFrom("abc"), 0);
+    EXPECT_EQ(unitsFrom(" 1 2x"), 12);
+    EXPECT_EQ(unitsFrom("-7"), -7);
+    EXPECT_EQ(unitsFrom("2.5"), 2);
+    EXPECT_EQ(unitsFrom("1e3x"), 1000);
+    EXPECT_EQ(unitsFrom("12e"), 12);
+    EXPECT_EQ(unitsFrom(".5e1"), 5);
+    EXPECT_EQ(unitsFrom(Variant()), 0);
+    EXPECT_EQ(unitsFrom(true), 0);  // the text "True" has no leading number
+    EXPECT_EQ(unitsFrom(3.5), 4);
 
     rvStreamSet set;
     set.index(1);
@@ -152,9 +161,13 @@ TEST(StreamSetAttributeVector, PointerHandlesFollowThePublishedOrder) {
     for (int32_t k = 1; k <= 47; ++k) {
         const rvStreamSet::FieldPointer field = set.ResolvePointer(handles(k));
         EXPECT_EQ(alternatives[field.index()], kinds[k - 1]) << k;
-        std::visit([&](auto pointer) {
-            if constexpr (!std::is_same_v<decltype(pointer), std::monostate>) addresses.insert(pointer);
-        }, field);
+        std::visit(
+            [&](auto pointer) {
+                if constexpr (!std::is_same_v<decltype(pointer), std::monostate>) {
+                    addresses.insert(pointer);
+                }
+            },
+            field);
     }
     EXPECT_EQ(addresses.size(), 47u);
     EXPECT_EQ(set.ResolvePointer(0).index(), 0u);

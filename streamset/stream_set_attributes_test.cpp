@@ -136,8 +136,8 @@ TEST(StreamSetAttributes, UnconvertibleTextKeepsTheOldValueAndIsReported) {
     set.Units(5);
     setAttribute(set, 7, "abc");
     EXPECT_EQ(set.Units(), 5);
-    EXPECT_EQ(lastReport(),
-              "Error:Type mismatch (No.13) In [rvStreamSet (Code) (rvDataSet.SetDataSetAttribute)] ");
+    EXPECT_EQ(lastReport(), "Error:Type mismatch (No.13) In [rvStreamSet (Code) "
+                            "(rvDataSet.SetDataSetAttribute)] ");
     setAttribute(set, 7, "3000000000");
     EXPECT_EQ(set.Units(), 5);
     EXPECT_EQ(lastReport(),

@@ -17,7 +17,13 @@ namespace {
 constexpr const char* kSource = "rvStreamSet";
 constexpr int32_t kMaxNameLength = static_cast<int32_t>(kMaxNameBytes);
 
-enum WellIntegerRow : int32_t { kTypeRow = 1, kIndexRow = 2, kNotDefinedRow = 3, kNameLengthRow = 4 };
+// Rows of iWellData_ and of sWellData_.
+enum WellIntegerRow : int32_t {
+    kTypeRow = 1,
+    kIndexRow = 2,
+    kNotDefinedRow = 3,
+    kNameLengthRow = 4
+};
 enum WellSingleRow : int32_t { kXRow = 1, kYRow = 2, kZRow = 3, kLocationNotDefinedRow = 4 };
 
 }  // namespace

@@ -116,13 +116,13 @@ TEST(StreamSetWells, ShortCallerArrayKeepsEarlierWellsAndReports) {
     EXPECT_FALSE(qOK);
     EXPECT_EQ(set.NumberWells(), 3);
     EXPECT_EQ(set.getWellName(2), "B");
-    EXPECT_EQ(lastReport(),
-              "Error:Subscript out of range (No.9) In [rvStreamSet (Code) (rvStreamSet.setWellNames)] ");
+    EXPECT_EQ(lastReport(), "Error:Subscript out of range (No.9) In [rvStreamSet (Code) "
+                            "(rvStreamSet.setWellNames)] ");
 
     set.setWellLocationsDefined(oneBased({false}), 2, qOK);
     EXPECT_FALSE(qOK);
-    EXPECT_EQ(lastReport(),
-              "Error:Subscript out of range (No.9) In [rvStreamSet (Code) (rvStreamSet.setWellDefined)] ");
+    EXPECT_EQ(lastReport(), "Error:Subscript out of range (No.9) In [rvStreamSet (Code) "
+                            "(rvStreamSet.setWellDefined)] ");
     bool defined = true;
     set.getWellLocationDefined(1, defined, qOK);
     EXPECT_FALSE(defined);
