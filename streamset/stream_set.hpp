@@ -530,7 +530,7 @@ public:
 private:
     // The extraction procedures behind the members above. Each runs under its own error trap
     // and reports failures under its own name.
-    void extractSingleStreamLineColumn(const char* procedure, int32_t iStream,
+    void extractSingleStreamLineColumn(std::string_view procedure, int32_t iStream,
                                        int32_t column, Array<float>& sData, int32_t& nnodes,
                                        bool& qOK) const noexcept;
     void extractSingleStreamLineCells(int32_t iStream, Array<int32_t>& iCell, int32_t& nnodes,

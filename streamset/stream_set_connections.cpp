@@ -1,6 +1,7 @@
 // rvStreamSet producer and injector connections: per producer the wells that feed it, per
 // injector the wells it feeds, and the streamlines of each.
 #include <numeric>
+#include <string_view>
 
 #include "common/errors.hpp"
 #include "streamset/stream_set.hpp"
@@ -9,7 +10,7 @@ namespace tkstream63 {
 
 namespace {
 
-constexpr const char* kSource = "rvStreamSet";
+constexpr std::string_view kSource = "rvStreamSet";
 
 // Well types that own a connection entry.
 constexpr int32_t kProducerType = 1;

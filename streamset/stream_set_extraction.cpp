@@ -1,6 +1,7 @@
 // rvStreamSet single streamline extraction: one streamline's run of rows cut out of the node
 // table, column by column, and the wells at its two ends.
 #include <algorithm>
+#include <string_view>
 #include <type_traits>
 
 #include "common/errors.hpp"
@@ -12,7 +13,7 @@ namespace tkstream63 {
 
 namespace {
 
-constexpr const char* kSource = "rvStreamSet";
+constexpr std::string_view kSource = "rvStreamSet";
 
 // Node-table columns read by position.
 constexpr int32_t kColumnX = 1;
@@ -85,7 +86,7 @@ bool rvStreamSet::endNodeOfStreamline(int32_t iStream, int32_t column, int32_t& 
 
 // ---- extraction procedures ----
 
-void rvStreamSet::extractSingleStreamLineColumn(const char* procedure, int32_t iStream,
+void rvStreamSet::extractSingleStreamLineColumn(std::string_view procedure, int32_t iStream,
                                                 int32_t column, Array<float>& sData,
                                                 int32_t& nnodes, bool& qOK) const noexcept {
     qOK = false;

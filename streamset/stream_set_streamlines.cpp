@@ -1,5 +1,7 @@
 // rvStreamSet streamline table: the node table, the pointer table, the column headers and the
 // start date, each handed over whole by the host.
+#include <string_view>
+
 #include "common/errors.hpp"
 #include "streamset/stream_set.hpp"
 
@@ -7,7 +9,7 @@ namespace tkstream63 {
 
 namespace {
 
-constexpr const char* kSource = "rvStreamSet";
+constexpr std::string_view kSource = "rvStreamSet";
 
 // Elements 1 To n of a caller's list as a new (1 To n) array; error 9 when the list is shorter.
 Array<std::string> leadingElements(const Array<std::string>& source, int32_t n) {

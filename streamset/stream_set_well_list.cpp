@@ -1,6 +1,7 @@
 // rvStreamSet well list: a named subset of wells the host works on, kept as given and resolved
 // into this dataset's well numbers.
 #include <algorithm>
+#include <string_view>
 #include <vector>
 
 #include "common/errors.hpp"
@@ -10,7 +11,7 @@ namespace tkstream63 {
 
 namespace {
 
-constexpr const char* kSource = "rvStreamSet";
+constexpr std::string_view kSource = "rvStreamSet";
 constexpr int32_t kWellRowNotDefined = 3;
 
 // Hands out a stored list with its upper bound, or a count of 0 when no list is set.
