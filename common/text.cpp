@@ -110,11 +110,9 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
     return true;
 }
 
-// Parses a whole trimmed text as a decimal number; "True"/"False" read as -1/0.
-double parseNumber(std::string_view text) {
+// Parses a whole trimmed text as a decimal number.
+double parseDecimal(std::string_view text) {
     text = trimBlanks(text);
-    if (equalsIgnoringCase(text, "True")) return -1.0;
-    if (equalsIgnoringCase(text, "False")) return 0.0;
     bool negative = false;
     if (!text.empty() && (text.front() == '+' || text.front() == '-')) {
         negative = text.front() == '-';
@@ -135,6 +133,14 @@ double parseNumber(std::string_view text) {
         raiseError(kErrTypeMismatch);
     }
     return negative ? -value : value;
+}
+
+// A decimal number, or "True"/"False" read as -1/0.
+double parseNumber(std::string_view text) {
+    const std::string_view trimmed = trimBlanks(text);
+    if (equalsIgnoringCase(trimmed, "True")) return -1.0;
+    if (equalsIgnoringCase(trimmed, "False")) return 0.0;
+    return parseDecimal(trimmed);
 }
 
 template <class Number>
@@ -246,6 +252,15 @@ float textToSingle(std::string_view text) {
 }
 
 double textToDouble(std::string_view text) { return parseNumber(text); }
+
+bool isNumericText(std::string_view text) {
+    try {
+        parseDecimal(text);
+        return true;
+    } catch (const RuntimeError& e) {
+        return e.number() == kErrOverflow;  // a number, only too large
+    }
+}
 
 bool textToBoolean(std::string_view text) { return parseNumber(text) != 0.0; }
 

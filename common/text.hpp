@@ -41,6 +41,8 @@ int32_t textToLong(std::string_view text);
 int16_t textToInteger(std::string_view text);
 float textToSingle(std::string_view text);
 double textToDouble(std::string_view text);
+// True when the text is a decimal number (Boolean words are not numbers).
+bool isNumericText(std::string_view text);
 // "True"/"False" in any case, or a number (non-zero is True); anything else is Type mismatch.
 bool textToBoolean(std::string_view text);
 

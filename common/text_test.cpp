@@ -84,6 +84,7 @@ TEST(Variant, ConversionsFollowTheValueType) {
     EXPECT_EQ(Variant("12").toLong(), 12);
     EXPECT_TRUE(Variant("12.5").isNumeric());
     EXPECT_FALSE(Variant("abc").isNumeric());
+    EXPECT_FALSE(Variant("True").isNumeric());  // a Boolean word converts, but is no number
     EXPECT_FALSE(Variant::null().isNumeric());
     EXPECT_EQ(errorNumberOf([] { Variant::null().toText(); }), kErrTypeMismatch);
     EXPECT_EQ(errorNumberOf([] { Variant("x").toLong(); }), kErrTypeMismatch);

@@ -8,13 +8,7 @@ namespace tkstream63 {
 bool Variant::isNumeric() const {
     switch (type()) {
         case Type::Null: return false;
-        case Type::String:
-            try {
-                textToDouble(std::get<std::string>(value_));
-                return true;
-            } catch (const RuntimeError&) {
-                return false;
-            }
+        case Type::String: return isNumericText(std::get<std::string>(value_));
         default: return true;
     }
 }
