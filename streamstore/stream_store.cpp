@@ -6,9 +6,7 @@
 
 namespace tkstream63 {
 
-rvStreamStore::rvStreamStore() {
-    runTrapped(kSource, "Class_Initialize", [&] { ReInitialise(); });
-}
+rvStreamStore::rvStreamStore() { ReInitialise(); }
 
 // Releasing the list releases every dataset that the store alone held.
 rvStreamStore::~rvStreamStore() = default;

@@ -85,7 +85,8 @@ private:
     void refreshFolderKey();
 
     // Slot k of the list is element k - 1; the vector always holds iNextSlot_ elements.
-    std::vector<std::shared_ptr<rvStreamSet>> cDataSets_;
+    std::vector<std::shared_ptr<rvStreamSet>> cDataSets_ =
+        std::vector<std::shared_ptr<rvStreamSet>>(1);
     bool qModified_ = false;
     int32_t iNextSlot_ = 1;
     std::string RootKey_;

@@ -24,6 +24,12 @@ enum DuplicateChoice : int32_t {
 
 constexpr int32_t kQuestionStyle = 32;
 
+// TextEquals, skipped when the texts are identical (it answers True for those): most stored
+// datasets share their date stamp and group with a new one, and the scan runs over all of them.
+bool sameText(const KeyUtility& keys, const std::string& a, const std::string& b) {
+    return a == b || keys.TextEquals(a, b);
+}
+
 }  // namespace
 
 void rvStreamStore::AddDataSet(const std::shared_ptr<rvStreamSet>& cNewDataSet, bool& /*qOK*/) {
@@ -106,8 +112,8 @@ void rvStreamStore::CheckPreviouslyLoaded(const std::shared_ptr<rvStreamSet>& cD
         const KeyUtility& keys = keyUtility();
         for (int32_t i = 1; i < iNextSlot_; ++i) {
             rvStreamSet& stored = dataSetAt(i);
-            if (keys.TextEquals(stored.DateStamp(), dateStamp) &&
-                keys.TextEquals(stored.Origin(), origin) && stored.TVGroupName() == tvGroupName) {
+            if (sameText(keys, stored.DateStamp(), dateStamp) &&
+                sameText(keys, stored.Origin(), origin) && stored.TVGroupName() == tvGroupName) {
                 iDataSet = i;
                 break;
             }
@@ -129,8 +135,8 @@ void rvStreamStore::CheckPreviouslyLoaded2(const std::shared_ptr<rvStreamSet>& c
             const std::string groupName = fresh.GroupName();
             for (int32_t i = 1; i < iNextSlot_ && iDataSet < 0; ++i) {
                 rvStreamSet& stored = dataSetAt(i);
-                if (keys.TextEquals(stored.GroupName(), groupName) &&
-                    keys.TextEquals(stored.Origin(), baseOrigin)) {
+                if (sameText(keys, stored.GroupName(), groupName) &&
+                    sameText(keys, stored.Origin(), baseOrigin)) {
                     iDataSet = i;
                 }
             }
