@@ -20,7 +20,7 @@ constexpr size_t kHeaderFixedBytes = 1 + 4 + 4 + 8 + 4;
 constexpr size_t kTrailerBytes = 4;
 // Bodies are checksummed and transferred in pieces of this size, small enough to stay in the
 // second-level cache between the checksum and the copy.
-constexpr size_t kStreamChunk = size_t{128} * 1024;
+constexpr size_t kStreamChunk = size_t{256} * 1024;
 
 void putLittle32(uint8_t* out, uint32_t v) {
     for (int i = 0; i < 4; ++i) out[i] = static_cast<uint8_t>(v >> (8 * i));

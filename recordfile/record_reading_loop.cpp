@@ -45,7 +45,11 @@ void readInPlace(RecordFile& file, const RecordHeader& header, Array<T>& table, 
                                           std::to_string(table.size()) + ": the file is damaged");
     bool ok = false;
     const int32_t code = read(ok);
-    if (ok) return;
+    if (ok) {
+        // A shorter record leaves the rest of the table empty rather than as it was.
+        std::fill(table.data() + header.count, table.data() + table.size(), T{});
+        return;
+    }
     table.fill(T{});
     checkRecordCall(code, file);
 }
@@ -175,14 +179,14 @@ void RecordWriter::record(const std::string& keyword, const char* type, std::ini
     for (const Variant& value : values) item(value);
 }
 
-void RecordWriter::longs(const Array<int32_t>& table) {
+void RecordWriter::longs(const Array<int32_t>& table, int32_t n) {
     bool ok = false;
-    check(io_.WriteIntegerArray(itemCountOf(table.size()), kWriteDelim, table, file_, ok));
+    check(io_.WriteIntegerArray(n, kWriteDelim, table, file_, ok));
 }
 
-void RecordWriter::singles(const Array<float>& table) {
+void RecordWriter::singles(const Array<float>& table, int32_t n) {
     bool ok = false;
-    check(io_.WriteRealArray(itemCountOf(table.size()), kWriteDelim, table, file_, ok));
+    check(io_.WriteRealArray(n, kWriteDelim, table, file_, ok));
 }
 
 int32_t itemCountOf(size_t elements) { return checkedLong(static_cast<int64_t>(elements)); }

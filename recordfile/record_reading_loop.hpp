@@ -108,9 +108,9 @@ std::string readText(RecordIO& io, RecordFile& file);
 // Reads the body past by its type, in small pieces, and drops it (its checksum is still
 // checked). A record of a type this library does not know is left alone.
 void readPast(RecordIO& io, RecordFile& file, const RecordHeader& header);
-// Fills a run of an array's storage in place from the record in hand (count items from storage
-// offset 0); the caller has sized the array. On a failed read the array is cleared, so no value
-// of a damaged record stays behind.
+// Fills an array's storage in place from the record in hand (count items from storage offset 0,
+// the rest cleared); the caller has sized the array. On a failed read the array is cleared, so
+// no value of a damaged record stays behind.
 void readLongsInPlace(RecordIO& io, RecordFile& file, const RecordHeader& header, Array<int32_t>& table);
 void readSinglesInPlace(RecordIO& io, RecordFile& file, const RecordHeader& header, Array<float>& table);
 // Raises a damage error naming the record unless a table of `elements` values could still be
@@ -119,6 +119,9 @@ void readSinglesInPlace(RecordIO& io, RecordFile& file, const RecordHeader& head
 void requireFileHolds(const RecordFile& file, const RecordHeader& header, int64_t elements);
 
 // ---- writer for exporters ----
+
+// The storage size of a table as a record's item count (error 6 past a Long).
+int32_t itemCountOf(size_t elements);
 
 // Writes records through one RecordIO. With raiseOnFailure a failed write raises the record
 // layer's error for the caller's trap; without it the first failure is reported once and writing
@@ -135,9 +138,12 @@ public:
     void record(const std::string& keyword, const char* type, std::initializer_list<Variant> values);
     // A "CHAR" record with no body ("NAME>" or "<NAME").
     void marker(const std::string& keyword) { header(keyword, 0, "CHAR"); }
-    // The whole storage of a table as the body of the record just announced, in one call.
-    void longs(const Array<int32_t>& table);
-    void singles(const Array<float>& table);
+    // The first n values of a table's storage (all of it by default) as the body of the record
+    // just announced, in one call.
+    void longs(const Array<int32_t>& table) { longs(table, itemCountOf(table.size())); }
+    void longs(const Array<int32_t>& table, int32_t n);
+    void singles(const Array<float>& table) { singles(table, itemCountOf(table.size())); }
+    void singles(const Array<float>& table, int32_t n);
     // Success of the last operation.
     bool lastOK() const noexcept { return lastOK_; }
 
@@ -152,9 +158,6 @@ private:
     bool lastOK_ = true;
     bool failureReported_ = false;
 };
-
-// The storage size of a table as a record's item count (error 6 past a Long).
-int32_t itemCountOf(size_t elements);
 
 // ---- round-trip check ----
 
