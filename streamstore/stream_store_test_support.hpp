@@ -55,24 +55,21 @@ protected:
     }
     size_t questionsAsked() const { return dialog->questions().size(); }
 
-    // Origins of datasets 1 .. NumberOfStreamSets, in order.
-    std::vector<std::string> origins() {
-        std::vector<std::string> result;
-        for (int32_t i = 1; i <= store.NumberOfStreamSets(); ++i) {
-            std::shared_ptr<rvStreamSet> dataSet;
-            store.GetItem(i, dataSet);
-            result.push_back(dataSet ? dataSet->Origin() : "<nothing>");
-        }
-        return result;
-    }
-    // Adds one dataset per origin without any duplicate decision.
-    void fill(const std::vector<std::string>& names) {
-        for (const auto& name : names) store.AddItem(makeDataSet(name));
-    }
     std::shared_ptr<rvStreamSet> item(int32_t iDataSet) {
         std::shared_ptr<rvStreamSet> dataSet;
         store.GetItem(iDataSet, dataSet);
         return dataSet;
+    }
+    // Origins of datasets 1 .. NumberOfStreamSets, in order.
+    std::vector<std::string> origins() {
+        std::vector<std::string> result;
+        for (int32_t i = 1; i <= store.NumberOfStreamSets(); ++i)
+            result.push_back(item(i)->Origin());
+        return result;
+    }
+    // Adds one dataset per origin through AddItem (as long as the origins differ, nothing clashes).
+    void fill(const std::vector<std::string>& names) {
+        for (const auto& name : names) store.AddItem(makeDataSet(name));
     }
 
     static std::vector<std::string> reports() {
