@@ -86,8 +86,10 @@ void rvWAFSet::getStartDate(int32_t& iDay, int32_t& iMonth, int32_t& iYear, bool
 // the allocation.
 void rvWAFSet::checkWells(int32_t NumWells) {
     if (NumWells <= NumberWells_) return;
-    iWellData_.redimPreserve(1, kWellColumns, 1, NumWells);
-    bWellNames_.redimPreserve(1, static_cast<int32_t>(kMaxNameBytes), 1, NumWells);
+    if (NumWells >= 1) {  // a count lowered below 0 by a let may grow back to 0 without rows
+        iWellData_.redimPreserve(1, kWellColumns, 1, NumWells);
+        bWellNames_.redimPreserve(1, static_cast<int32_t>(kMaxNameBytes), 1, NumWells);
+    }
     NumberWells_ = NumWells;
     nWellsAllocated_ = NumWells;
 }
