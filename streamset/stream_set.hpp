@@ -602,7 +602,23 @@ private:
 
     // ==== binary export and import ====
 public:
+    // Writes the whole dataset as one "STREAMSET>" ... "<STREAMSET" section (with the attached
+    // WAF set's section inside); qOK True once the closing record is written.
+    void BINARYEXPORT(RecordFile& cFILETYPE, bool& qOK);
+    // Reads a dataset section, records in any order, up to and including "<STREAMSET". qOK False
+    // when a read failed or the file ended first; what was read before stays.
+    void BINARYIMPORT(RecordFile& cFILETYPE, bool& qOK);
+
+    // ---- internal ----
+    // True when every field that the record section carries equals other's (floats bit for
+    // bit, the attached WAF sets by their contents); difference names the first that differs.
+    bool sameContents(const rvStreamSet& other, std::string& difference) const;
+
 private:
+    // The record writers and readers (stream_set_binary.cpp).
+    struct BinaryForm;
+    // A Single with no property, carried by the record section only.
+    float internalSingle_ = 0;
     // ==== end binary ====
 };
 

@@ -297,7 +297,21 @@ private:
 
     // ==== binary export and import ====
 public:
+    // Writes the store header, the flags and keys and every dataset's section, bracketed by
+    // "STREAMSTORE>" and "<STREAMSTORE". A failed write does not stop the export (the first is
+    // reported); qOK is the success of the closing record.
+    void BINARYEXPORT(RecordFile& cFILETYPE, bool& qOK);
+    // Reads a store file and adds its datasets after those already held, through the normal add
+    // procedure. qOK True when reading stopped at "<STREAMSTORE" or at a dataset that failed to
+    // load (the failed dataset is dropped), False when the file ended first.
+    void BINARYIMPORT(RecordFile& cFILETYPE, bool& qOK);
+    // Internal: true when the flags, keys and datasets carried by the store file equal other's;
+    // difference names the first field that differs.
+    bool sameContents(const rvStreamStore& other, std::string& difference) const;
+
 private:
+    // The record writers and readers (stream_store_binary.cpp).
+    struct BinaryForm;
     // ==== end binary ====
 };
 

@@ -124,6 +124,19 @@ public:
     // ==== end internal ====
 
     // ==== binary export and import ====
+    // Writes the whole set as one "WAF>" ... "<WAF" section. qOK is set False and never True,
+    // also when every write succeeded: callers must not read it as a failure signal.
+    void BINARYEXPORT(RecordFile& cFILETYPE, bool& qOK);
+    // Called once the caller has read "WAF>": reads records up to and including "<WAF" without
+    // resetting the set first. qOK False when a read failed or the file ended first.
+    void BINARYIMPORT(RecordFile& cFILETYPE, bool& qOK);
+    // Internal: true when every field the record section carries equals other's (floats bit for
+    // bit); difference names the first field that differs.
+    bool sameContents(const rvWAFSet& other, std::string& difference) const;
+
+private:
+    // The record writers and readers (waf_set_binary.cpp).
+    struct BinaryForm;
     // ==== end binary ====
 
 private:

@@ -1,0 +1,260 @@
+// The store file: its own records, round trips in both forms, the import's rules for flags,
+// keys and duplicates, and its behaviour on cut, damaged, oversized and failing files.
+#include <gtest/gtest.h>
+
+#include "info/stream_storage_info.hpp"
+#include "recordfile/constant_list.hpp"
+#include "streamstore/persistence_test_support.hpp"
+
+namespace tkstream63 {
+namespace {
+
+using namespace persistence_test;
+using tkstream63::testing::FaultyRecordFile;
+using tkstream63::testing::readFileBytes;
+using tkstream63::testing::writeFileBytes;
+
+class StoreBinaryTest : public PersistenceTest {
+protected:
+    // Datasets of the store in order, each checked against the dataset of the same position in
+    // originals; returns how many there are.
+    static int32_t expectPrefixOf(rvStreamStore& store, rvStreamStore& originals) {
+        for (int32_t i = 1; i <= store.NumberOfStreamSets(); ++i) {
+            std::shared_ptr<rvStreamSet> loaded, original;
+            store.GetItem(i, loaded);
+            originals.GetItem(i, original);
+            std::string difference;
+            EXPECT_TRUE(original && loaded->sameContents(*original, difference)) << "dataset " << i << ": " << difference;
+        }
+        return store.NumberOfStreamSets();
+    }
+};
+
+TEST_F(StoreBinaryTest, EmptyStoreWritesItsHeaderRecordsAndTheClosingMarker) {
+    rvStreamStore store;
+    store.AutomaticOverWrite(true);
+    store.AutomaticCancel(true);
+    store.CheckDataSetNames(false);
+    ASSERT_TRUE(saveStore(store, path("empty.rec")));
+    const auto records = listRecords(path("empty.rec"));
+    EXPECT_EQ(keywords(records), (std::vector<std::string>{"STREAMSTORE>", "APP", "APPVERSION", "ATTCONST", "STRMLOGI",
+                                                           "MAINKEY", "ROOTKEY", "FOLDERKEY", "NUMSETS", "<STREAMSTORE"}));
+    ASSERT_EQ(records.size(), 10u);
+    EXPECT_EQ(records[1].items[0].toText(), rvStreamStorageInfo::productName());
+    EXPECT_EQ(records[2].type, "INTE");
+    EXPECT_EQ(records[2].count, 3);
+    EXPECT_EQ(records[3].count, 25);
+    EXPECT_EQ(records[3].items[0].toLong(), 233);
+    // Overwrite, modified, rename, check names, cancel: not the declaration order.
+    std::vector<bool> flags;
+    for (const auto& item : records[4].items) flags.push_back(item.toBoolean());
+    EXPECT_EQ(flags, (std::vector<bool>{true, false, false, false, true}));
+    EXPECT_EQ(records[8].items[0].toLong(), 0);
+}
+
+TEST_F(StoreBinaryTest, RoundTripKeepsEveryDatasetInBothForms) {
+    rvStreamStore original;
+    fillStore(original, 3);
+    for (const RecordForm form : {RecordForm::Binary, RecordForm::Formatted}) {
+        SCOPED_TRACE(form == RecordForm::Binary ? "binary" : "formatted");
+        ASSERT_TRUE(saveStore(original, path("store.rec"), form));
+        rvStreamStore copy;
+        bool qOK = false;
+        ASSERT_TRUE(loadStore(copy, path("store.rec"), qOK));
+        EXPECT_TRUE(qOK);
+        std::string difference;
+        EXPECT_TRUE(copy.sameContents(original, difference)) << difference;
+        EXPECT_TRUE(reportedErrors().empty());
+        EXPECT_EQ(attributeConstantTable().ubound(), 25);
+    }
+    // Export leaves the store as it was; importing again appends (renamed, the flag came back).
+    ASSERT_TRUE(saveStore(original, path("again.rec")));
+    rvStreamStore twice;
+    bool qOK = false;
+    loadStore(twice, path("again.rec"), qOK);
+    loadStore(twice, path("again.rec"), qOK);
+    ASSERT_EQ(twice.NumberOfStreamSets(), 6);
+    std::shared_ptr<rvStreamSet> renamed;
+    twice.GetItem(4, renamed);
+    EXPECT_EQ(renamed->Origin(), "Run 11");
+}
+
+TEST_F(StoreBinaryTest, ImportTakesKeysAsWrittenAndAppliesFlagRules) {
+    // FolderKey is read, not recomputed; four flags leave AutomaticCancel alone; unknown records
+    // of every type between the store's own are skipped.
+    RecordScript(path("keys.rec"))
+        .marker("STREAMSTORE>")
+        .record("STRMLOGI", "LOGI", {true, true, false, true})
+        .record("EXTRA", "CHAR", {"x", "y"})
+        .record("EXTRA", "INTE", {1, 2})
+        .record("EXTRA", "LOGI", {true})
+        .record("EXTRA", "REAL", {1.5f})
+        .record("EXTRA", "DOUB", {2.5})
+        .record("NULLVAL", "DOUB", {})
+        .record("MAINKEY", "CHAR", {"M"})
+        .record("ROOTKEY", "CHAR", {"R"})
+        .record("FOLDERKEY", "CHAR", {"Custom folder"})
+        .record("NUMSETS", "INTE", {99})
+        .marker("<STREAMSTORE")
+        .commit();
+    rvStreamStore store;
+    store.AutomaticCancel(true);
+    bool qOK = false;
+    ASSERT_TRUE(loadStore(store, path("keys.rec"), qOK));
+    EXPECT_TRUE(qOK);
+    EXPECT_EQ(store.FolderKey(), "Custom folder");
+    EXPECT_EQ(store.MainKey(), "M");
+    EXPECT_TRUE(store.AutomaticOverWrite());
+    EXPECT_TRUE(store.AutomaticCancel());
+    EXPECT_EQ(store.NumberOfStreamSets(), 0);
+    EXPECT_TRUE(reportedErrors().empty());
+
+    // Fewer than four flags: the record is not applied.
+    RecordScript(path("fewflags.rec"))
+        .marker("STREAMSTORE>")
+        .record("STRMLOGI", "LOGI", {true, true, true})
+        .marker("<STREAMSTORE")
+        .commit();
+    rvStreamStore untouched;
+    ASSERT_TRUE(loadStore(untouched, path("fewflags.rec"), qOK));
+    EXPECT_FALSE(untouched.AutomaticOverWrite());
+    EXPECT_FALSE(untouched.AutomaticRename());
+}
+
+TEST_F(StoreBinaryTest, RestoredFlagsDecideClashesWithStoredDatasets) {
+    rvStreamStore original;
+    fillStore(original, 2);
+    original.AutomaticRename(false);
+    ASSERT_TRUE(saveStore(original, path("ask.rec")));
+    // All automatic flags False in the file and names checked: the dialog is asked per clash.
+    rvStreamStore store;
+    bool qOK = false;
+    loadStore(store, path("ask.rec"), qOK);
+    dialog->addAnswer(5);  // rename this one
+    dialog->addAnswer(6);  // cancel this one
+    loadStore(store, path("ask.rec"), qOK);
+    EXPECT_TRUE(qOK);
+    EXPECT_EQ(dialog->questions().size(), 2u);
+    EXPECT_EQ(store.NumberOfStreamSets(), 3);
+}
+
+TEST_F(StoreBinaryTest, FileCutAtEveryOffsetKeepsTheDatasetsBeforeTheCut) {
+    rvStreamStore original;
+    fillStore(original, 2);
+    ASSERT_TRUE(saveStore(original, path("full.rec")));
+    const auto bytes = readFileBytes(path("full.rec"));
+    const auto records = listRecords(path("full.rec"));
+    for (size_t cut = 0; cut < bytes.size(); ++cut) {
+        SCOPED_TRACE("cut at byte " + std::to_string(cut));
+        writeFileBytes(path("cut.rec"), std::vector<uint8_t>(bytes.begin(), bytes.begin() + static_cast<long>(cut)));
+        errorReporter().clearRecentMessages();
+        rvStreamStore store;
+        bool qOK = false;
+        if (!loadStore(store, path("cut.rec"), qOK)) continue;  // too short to be a record file
+        int32_t started = 0, finished = 0;
+        for (const auto& record : records) {
+            if (record.end > static_cast<int64_t>(cut)) break;
+            started += record.keyword == "STREAMSET>";
+            finished += record.keyword == "<STREAMSET";
+        }
+        // A dataset cut short ends the import with qOK True; a cut among the store's own
+        // records leaves it False.
+        EXPECT_EQ(qOK, started > finished);
+        EXPECT_EQ(expectPrefixOf(store, original), finished);
+        EXPECT_TRUE(anyReportContains("byte")) << "no report names the place";
+    }
+}
+
+TEST_F(StoreBinaryTest, FlippedByteIsDetectedAndLoadsNoWrongValue) {
+    rvStreamStore original;
+    fillStore(original, 2);
+    ASSERT_TRUE(saveStore(original, path("full.rec")));
+    const auto bytes = readFileBytes(path("full.rec"));
+    for (size_t at = 0; at < bytes.size(); ++at) {
+        SCOPED_TRACE("byte " + std::to_string(at));
+        auto damaged = bytes;
+        damaged[at] ^= 0x5A;
+        writeFileBytes(path("bad.rec"), damaged);
+        errorReporter().clearRecentMessages();
+        rvStreamStore store;
+        bool qOK = false;
+        if (!loadStore(store, path("bad.rec"), qOK)) continue;  // the file is refused outright
+        EXPECT_FALSE(reportedErrors().empty());
+        expectPrefixOf(store, original);
+        EXPECT_TRUE(store.MainKey().empty() || store.MainKey() == original.MainKey());
+        EXPECT_TRUE(store.FolderKey().empty() || store.FolderKey() == original.FolderKey());
+    }
+}
+
+TEST_F(StoreBinaryTest, HugeItemCountsAreRefusedWithoutALargeAllocation) {
+    // A binary record header claiming 2,000,000,000 Longs, followed by 1 KB of filler.
+    RecordScript(path("empty.rec")).commit();
+    std::vector<uint8_t> bytes = readFileBytes(path("empty.rec"));
+    const std::string keyword = "NUMSETS";
+    std::vector<uint8_t> header{static_cast<uint8_t>(keyword.size())};
+    header.insert(header.end(), keyword.begin(), keyword.end());
+    header.insert(header.end(), {'I', 'N', 'T', 'E'});
+    const uint32_t count = 2000000000u;
+    const uint64_t bodyBytes = uint64_t{count} * 4;
+    for (int i = 0; i < 4; ++i) header.push_back(static_cast<uint8_t>(count >> (8 * i)));
+    for (int i = 0; i < 8; ++i) header.push_back(static_cast<uint8_t>(bodyBytes >> (8 * i)));
+    const uint32_t crc = crc32c(0, header.data(), header.size());
+    for (int i = 0; i < 4; ++i) header.push_back(static_cast<uint8_t>(crc >> (8 * i)));
+    bytes.insert(bytes.end(), header.begin(), header.end());
+    bytes.resize(bytes.size() + 1024, 0);
+    writeFileBytes(path("huge.rec"), bytes);
+    rvStreamStore store;
+    bool qOK = true;
+    ASSERT_TRUE(loadStore(store, path("huge.rec"), qOK));
+    EXPECT_FALSE(qOK);
+    EXPECT_TRUE(anyReportContains("claims 2000000000 items"));
+    EXPECT_FALSE(anyReportContains("(No.7)"));
+
+    // The same claim in the formatted form.
+    errorReporter().clearRecentMessages();
+    writeFileBytes(path("huge.txt"), [] {
+        const std::string text = "TKSTREAM63 FORMATTED RECORDS 1\n'STREAMSTORE>' 0 CHAR\n'NUMSETS' 2000000000 INTE\n1 2 3\n";
+        return std::vector<uint8_t>(text.begin(), text.end());
+    }());
+    ASSERT_TRUE(loadStore(store, path("huge.txt"), qOK));
+    EXPECT_FALSE(qOK);
+    EXPECT_TRUE(anyReportContains("claims 2000000000 items"));
+}
+
+TEST_F(StoreBinaryTest, WriteFailingPartWayIsReportedAndLeavesThePreviousFile) {
+    rvStreamStore store;
+    fillStore(store, 2);
+    ASSERT_TRUE(saveStore(store, path("target.rec")));
+    const auto before = readFileBytes(path("target.rec"));
+    // Count the write calls of a clean export through a small buffer.
+    int writes = 0;
+    {
+        FaultyRecordFile file(64);
+        ASSERT_TRUE(file.OpenForWriting(path("count.rec")));
+        bool qOK = false;
+        store.BINARYEXPORT(file, qOK);
+        ASSERT_TRUE(file.Commit());
+        writes = file.writeCalls;
+    }
+    ASSERT_GT(writes, 10);
+    for (int n = 1; n <= writes; ++n) {
+        SCOPED_TRACE("write call " + std::to_string(n) + " fails");
+        errorReporter().clearRecentMessages();
+        FaultyRecordFile file(64);
+        file.failWriteCall = n;
+        ASSERT_TRUE(file.OpenForWriting(path("target.rec")));
+        bool qOK = true;
+        store.BINARYEXPORT(file, qOK);
+        const bool failedDuringExport = file.writeCalls >= n;
+        if (failedDuringExport) {
+            EXPECT_FALSE(qOK);
+            EXPECT_TRUE(anyReportContains("No space left on device"));
+        }
+        EXPECT_FALSE(file.Commit());
+        EXPECT_EQ(readFileBytes(path("target.rec")), before);
+    }
+    EXPECT_EQ(scratch.entries().size(), 2u);  // no temporary file left behind
+}
+
+}  // namespace
+}  // namespace tkstream63

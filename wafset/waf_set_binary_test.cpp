@@ -1,0 +1,184 @@
+// The WAF set's record section: what it writes, what a round trip keeps, the kept quirks of the
+// format and how the import treats short, unknown and missing records.
+#include <gtest/gtest.h>
+
+#include "streamstore/persistence_test_support.hpp"
+
+namespace tkstream63 {
+namespace {
+
+using namespace persistence_test;
+
+class WafSetBinaryTest : public PersistenceTest {
+protected:
+    // Writes the set's section alone; returns the export's qOK.
+    bool exportSet(rvWAFSet& set, const std::string& file) {
+        RecordFile records;
+        records.OpenForWriting(file);
+        bool qOK = true;
+        set.BINARYEXPORT(records, qOK);
+        EXPECT_TRUE(records.Commit());
+        return qOK;
+    }
+    // Reads "WAF>" as the dataset does, then lets the set read its section.
+    bool importSet(rvWAFSet& set, const std::string& file) {
+        RecordFile records;
+        EXPECT_TRUE(records.OpenForReading(file));
+        RecordIO io;
+        std::string keyword, type;
+        int32_t count = 0;
+        bool ok = false;
+        io.ReadRecordHeader(records, keyword, count, type, ok);
+        EXPECT_EQ(keyword, "WAF>");
+        bool qOK = false;
+        set.BINARYIMPORT(records, qOK);
+        return qOK;
+    }
+};
+
+TEST_F(WafSetBinaryTest, EmptySetWritesTheFixedSequenceAndNeverReportsSuccess) {
+    rvWAFSet set;
+    EXPECT_FALSE(exportSet(set, path("empty.rec")));
+    EXPECT_TRUE(reportedErrors().empty());  // qOK False although nothing failed
+
+    const auto records = listRecords(path("empty.rec"));
+    EXPECT_EQ(keywords(records), (std::vector<std::string>{"WAF>", "WAFINTE", "WAFINIT", "WAFFILE", "WAFTIME",
+                                                           "WAFDIMS", "WAFDATA", "<WAF"}));
+    ASSERT_EQ(records.size(), 8u);
+    EXPECT_EQ(records[1].count, 19);
+    EXPECT_EQ(records[1].items[1].toLong(), 0);  // NumberWells
+    EXPECT_EQ(records[2].type, "LOGI");
+    EXPECT_EQ(records[2].count, 4);
+    EXPECT_EQ(records[3].items[0].toText(), "");
+    // The allocated bounds, not the counts.
+    EXPECT_EQ(records[5].items[0].toLong(), 1);
+    EXPECT_EQ(records[5].items[1].toLong(), 1);
+    EXPECT_EQ(records[6].count, 1);
+    EXPECT_EQ(records[6].items[0].toSingle(), 0.0f);
+}
+
+TEST_F(WafSetBinaryTest, PerWellAndPerConnectionRecordsComeInTheirColumnOrder) {
+    auto set = makeWafSet(0, 1, 2);
+    exportSet(*set, path("set.rec"));
+    const auto records = listRecords(path("set.rec"));
+    // Wells 1..3, then the producer, then two injectors, each opened by its "CNT".
+    std::vector<std::string> expected{"WAF>", "WAFINTE", "WAFINIT", "WAFFILE", "WAFTIME"};
+    for (int i = 0; i < 3; ++i) expected.insert(expected.end(), {"CNT", "WELLINTE", "WELLLOGI", "WELLNAME"});
+    expected.insert(expected.end(), {"CNT", "PRODINTE", "PRODRATE"});
+    for (int k = 0; k < 2; ++k) expected.insert(expected.end(), {"CNT", "INJINTE", "INJRATE"});
+    expected.insert(expected.end(), {"WAFDIMS", "WAFDATA", "<WAF"});
+    EXPECT_EQ(keywords(records), expected);
+
+    // Well 3 (I2): index then type; "defined" (i % 3 != 0 -> not defined) then "in list".
+    const auto& wellInte = records[5 + 2 * 4 + 1];
+    EXPECT_EQ(wellInte.items[0].toLong(), 2);
+    EXPECT_EQ(wellInte.items[1].toLong(), 2);
+    const auto& wellLogi = records[5 + 2 * 4 + 2];
+    EXPECT_FALSE(wellLogi.items[0].toBoolean());
+    EXPECT_TRUE(wellLogi.items[1].toBoolean());
+    EXPECT_EQ(records[5 + 2 * 4 + 3].items[0].toText(), "I2");
+    // Producer row: iOther, iSink, iTotal, nSinks.
+    const auto& prodInte = records[5 + 3 * 4 + 1];
+    EXPECT_EQ(prodInte.items[0].toLong(), 4);
+    EXPECT_EQ(prodInte.items[1].toLong(), 1);
+    EXPECT_EQ(prodInte.items[2].toLong(), 3);
+    EXPECT_EQ(prodInte.items[3].toLong(), 1);
+}
+
+TEST_F(WafSetBinaryTest, RoundTripKeepsEveryFieldAndTheRateQuirk) {
+    // More injectors than producers: the last "CNT" names no producer row, nothing changes.
+    auto original = makeWafSet(1, 2, 3);
+    exportSet(*original, path("exact.rec"));
+    rvWAFSet copy;
+    EXPECT_TRUE(importSet(copy, path("exact.rec")));
+    std::string difference;
+    EXPECT_TRUE(copy.sameContents(*original, difference)) << difference;
+
+    // Three producers and one injector: the last "CNT" before "WAFDATA" is injector 1, so
+    // producer 1's rate comes back as the first WAF value.
+    auto quirky = makeWafSet(2, 3, 1);
+    exportSet(*quirky, path("quirk.rec"));
+    rvWAFSet reread;
+    EXPECT_TRUE(importSet(reread, path("quirk.rec")));
+    const float firstWafValue = 0.5f + 2.0f;
+    bool ok = false;
+    EXPECT_FALSE(reread.sameContents(*quirky, difference));
+    EXPECT_EQ(difference, "producer table");
+    quirky->setProducerData(1, 1, 1, 5, 4, firstWafValue, ok);
+    EXPECT_TRUE(reread.sameContents(*quirky, difference)) << difference;
+}
+
+TEST_F(WafSetBinaryTest, ImportAppliesMinimumCountsAndKeepsWhatRecordsDoNotCover) {
+    RecordScript(path("short.rec"))
+        .marker("WAF>")
+        .longs("WAFINTE", 12)  // wells 2, producers 4, injectors 6: dates and counts past 10 untouched
+        .record("WAFINIT", "LOGI", {true, true})  // two values: only the reserved flag
+        .record("CNT", "INTE", {1})
+        .record("WELLINTE", "INTE", {7})  // below its minimum: ignored
+        .record("WELLNAME", "CHAR", {std::string(45, 'W'), std::string("second")})
+        .record("CNT", "INTE", {2})
+        .record("WELLNAME", "CHAR", {std::string()})  // empty: name and length stay
+        .record("EXTRA", "DOUB", {1.5, 2.5})
+        .record("EXTRA", "BYTE", {})
+        .record("WELLLOGI", "LOGI", {false})
+        .marker("<WAF")
+        .commit();
+    rvWAFSet set;
+    bool ok = false;
+    set.setStartDate(4, 5, 1999, ok);
+    set.TimeStep(42);
+    EXPECT_TRUE(importSet(set, path("short.rec")));
+    EXPECT_TRUE(reportedErrors().empty());
+
+    EXPECT_EQ(set.NumberWells(), 2);
+    EXPECT_EQ(set.NumberProducers(), 4);
+    EXPECT_EQ(set.NumberInjectors(), 6);
+    int32_t day = 0, month = 0, year = 0;
+    set.getStartDate(day, month, year, ok);
+    EXPECT_EQ(year, 1999);
+    EXPECT_EQ(set.TimeStep(), 42);
+    std::string name;
+    set.getWellName(1, name, ok);
+    EXPECT_EQ(name, std::string(40, 'W'));
+    int32_t type = -1;
+    set.getWellType(1, type, ok);
+    EXPECT_EQ(type, 0);
+    set.getWellName(2, name, ok);
+    EXPECT_EQ(name, "");
+    bool defined = true;
+    set.getWellDefined(2, defined, ok);
+    EXPECT_FALSE(defined);
+
+    // An injector count below 1 comes back as 1.
+    RecordScript(path("noinjectors.rec"))
+        .marker("WAF>")
+        .record("WAFINTE", "INTE", {0, 0, 1, 0, 1, 0, 1, 0, 0, 0})
+        .marker("<WAF")
+        .commit();
+    rvWAFSet empty;
+    EXPECT_TRUE(importSet(empty, path("noinjectors.rec")));
+    EXPECT_EQ(empty.NumberInjectors(), 1);
+}
+
+TEST_F(WafSetBinaryTest, FileEndingBeforeTheClosingRecordFailsAndSaysWhere) {
+    RecordScript(path("open.rec")).marker("WAF>").record("WAFTIME", "REAL", {9.5f}).commit();
+    rvWAFSet set;
+    EXPECT_FALSE(importSet(set, path("open.rec")));
+    EXPECT_EQ(set.SimulationTime(), 9.5f);  // kept
+    EXPECT_TRUE(anyReportContains("before the closing record '<WAF'"));
+    EXPECT_TRUE(anyReportContains("In [rvWAFSet (Code) (BINARYIMPORT)]"));
+
+    // A record naming a row the table does not have is a run-time error, reported.
+    errorReporter().clearRecentMessages();
+    RecordScript(path("badrow.rec"))
+        .marker("WAF>")
+        .record("CNT", "INTE", {9})
+        .record("WELLINTE", "INTE", {1, 2})
+        .marker("<WAF")
+        .commit();
+    EXPECT_FALSE(importSet(set, path("badrow.rec")));
+    EXPECT_TRUE(anyReportContains("(No.9)"));
+}
+
+}  // namespace
+}  // namespace tkstream63
