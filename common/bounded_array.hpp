@@ -42,6 +42,7 @@ public:
         std::swap(lower_, other.lower_);
         std::swap(upper_, other.upper_);
         std::swap(count_, other.count_);
+        std::swap(capacity_, other.capacity_);
         std::swap(elements_, other.elements_);
     }
 
@@ -151,6 +152,7 @@ private:
         upper_[0] = other.upper_[0];
         upper_[1] = other.upper_[1];
         count_ = other.count_;
+        capacity_ = other.count_;
         elements_ = std::move(copy);
     }
 
@@ -164,6 +166,13 @@ private:
         }
         const int64_t total = extents[0] * extents[1];
         if (static_cast<uint64_t>(total) > SIZE_MAX / sizeof(T)) raiseError(kErrOutOfMemory);
+        if (!preserve && reusesBlock(static_cast<size_t>(total))) {
+            // Same neighbourhood of size: keep the block, so repeated re-dimensioning of an
+            // output array (one streamline after another) costs no allocation.
+            if (clear) std::fill_n(elements_.get(), static_cast<size_t>(total), T{});
+            setShape(rank, lo, hi, static_cast<size_t>(total));
+            return;
+        }
         std::unique_ptr<T[]> fresh;
         if (total > 0) {
             try {
@@ -176,13 +185,24 @@ private:
         if (preserve && count_ > 0 && total > 0 && rank == rank_) {
             copySurvivors(fresh.get(), lo, hi, extents[0]);
         }
+        elements_ = std::move(fresh);
+        capacity_ = static_cast<size_t>(total);
+        setShape(rank, lo, hi, static_cast<size_t>(total));
+    }
+
+    // A block is kept when the new size fits it and uses at least half of it, so a large table
+    // re-dimensioned to a small one still gives its memory back.
+    bool reusesBlock(size_t total) const {
+        return total > 0 && total <= capacity_ && capacity_ <= 2 * total + 64;
+    }
+
+    void setShape(int rank, const int32_t lo[2], const int32_t hi[2], size_t total) {
         rank_ = rank;
         lower_[0] = lo[0];
         lower_[1] = lo[1];
         upper_[0] = hi[0];
         upper_[1] = hi[1];
-        count_ = static_cast<size_t>(total);
-        elements_ = std::move(fresh);
+        count_ = total;
     }
 
     // Copies the elements whose indexes exist in both the old and the new shape.
@@ -209,6 +229,7 @@ private:
     int32_t lower_[2] = {0, 0};
     int32_t upper_[2] = {-1, 0};
     size_t count_ = 0;
+    size_t capacity_ = 0;  // elements the block holds; at least count_
     std::unique_ptr<T[]> elements_;
 };
 

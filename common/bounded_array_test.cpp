@@ -68,6 +68,21 @@ TEST(BoundedArray, RedimClearsAndRedimPreserveKeepsSurvivingIndexes) {
     EXPECT_EQ(names(1), "");
 }
 
+TEST(BoundedArray, RedimOfASimilarSizeKeepsTheBlockButNotItsContents) {
+    Array<int32_t> output(1, 100);
+    output.fill(7);
+    const int32_t* block = output.data();
+    output.redim(1, 90);
+    EXPECT_EQ(output.data(), block);
+    EXPECT_EQ(output(90), 0);  // cleared all the same
+    EXPECT_EQ(output.ubound(), 90);
+    output.redim(1, 4);  // far smaller: the memory goes back
+    EXPECT_NE(output.data(), block);
+    Array<int32_t> copy = output;
+    output.redim(1, 3);
+    EXPECT_EQ(copy.size(), 4u);
+}
+
 TEST(BoundedArray, BlockCopiesAreCheckedAgainstBothEnds) {
     Array<float> source(1, 4, 1, 2);
     for (size_t k = 0; k < source.size(); ++k) source.data()[k] = static_cast<float>(k);
