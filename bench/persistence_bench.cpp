@@ -1,0 +1,235 @@
+// Store export and import speed and import memory: a store holding one dataset of 10,000,000
+// nodes x 8 columns (a 320 MB node table) and 50,000 streamlines, saved to and loaded from /tmp,
+// against plain write()/read() of the same table bytes in the same run.
+//
+//   cmake -S . -B build-persist-bench -DCMAKE_BUILD_TYPE=Release -DTKSTREAM63_BENCH=ON -DTKSTREAM63_TESTS=OFF
+//   cmake --build build-persist-bench --target persistence_bench && build-persist-bench/bench/persistence_bench
+//
+// Both sides run in every iteration, taking turns at going first, so a busy machine hits them
+// alike; the counters give each side's throughput and the library's share of the plain figure
+// (ratio 1.0 = as fast as plain write()/read(); checksums included on the library side). After
+// the benchmarks the program imports the file once more in a fresh process of its own and
+// reports that process's peak memory growth against the size of the loaded tables.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/shared_objects.hpp"
+#include "recordfile/record_file.hpp"
+#include "streamstore/stream_store.hpp"
+
+namespace {
+
+using namespace tkstream63;
+
+constexpr int32_t kColumns = 8;
+constexpr int32_t kNodes = 10'000'000;
+constexpr int32_t kStreamlines = 50'000;
+constexpr int32_t kPointerColumns = 8;
+constexpr size_t kNodeBytes = size_t{kNodes} * kColumns * sizeof(float);
+constexpr size_t kPointerBytes = size_t{kPointerColumns} * 2 * kStreamlines * sizeof(int32_t);
+constexpr size_t kTableBytes = kNodeBytes + kPointerBytes;
+
+const std::string kRawPath = "/tmp/tkstream63-persist-raw.bin";
+const std::string kStorePath = "/tmp/tkstream63-persist-store.rec";
+
+// The store, built once: streamlines of 200 nodes each, one after the other.
+rvStreamStore& store() {
+    static rvStreamStore* built = [] {
+        auto dataSet = std::make_shared<rvStreamSet>();
+        bool ok = false;
+        {
+            Array<float> nodes;
+            nodes.redimForOverwrite(1, kNodes, 1, kColumns);
+            for (size_t k = 0; k < nodes.size(); ++k) nodes.data()[k] = static_cast<float>(k % 100003) * 0.5f;
+            dataSet->setStreamLineData(nodes, kColumns, kNodes, ok);
+        }
+        Array<int32_t> pointers(1, kPointerColumns, 1, 2 * kStreamlines);
+        const int32_t perLine = kNodes / kStreamlines;
+        for (int32_t s = 1; s <= kStreamlines; ++s) {
+            pointers(1, s) = 1 + (s - 1) * perLine;
+            pointers(2, s) = perLine;
+            pointers(7, s) = 1;
+            pointers(8, s) = 2;
+        }
+        dataSet->setStreamLinePointers(pointers, kPointerColumns, kStreamlines, ok);
+        Array<std::string> headers(1, kColumns);
+        const char* names[kColumns] = {"X", "Y", "Z", "CELL", "TOF", "DRT", "VEL", "SAT"};
+        for (int32_t c = 1; c <= kColumns; ++c) headers(c) = names[c - 1];
+        dataSet->setHeaders(headers, headers, kColumns, ok);
+        dataSet->Origin("BENCH");
+        auto* result = new rvStreamStore;
+        result->AddItem(dataSet);
+        return result;
+    }();
+    return *built;
+}
+
+// The node and pointer table bytes as the host holds them, for the plain side.
+const std::vector<char>& rawBytes() {
+    static const std::vector<char> bytes = [] {
+        std::vector<char> all(kTableBytes);
+        // The tables are private to the dataset; a plain copy of the same size and values does.
+        for (size_t k = 0; k < kNodeBytes / sizeof(float); ++k) {
+            const float value = static_cast<float>(k % 100003) * 0.5f;
+            std::memcpy(all.data() + k * sizeof(float), &value, sizeof value);
+        }
+        return all;
+    }();
+    return bytes;
+}
+
+double secondsOf(const std::function<void()>& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void rawWrite(bool sync) {
+    ::unlink(kRawPath.c_str());
+    const int fd = ::open(kRawPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const char* data = rawBytes().data();
+    for (size_t done = 0; done < kTableBytes;) {
+        const ssize_t n = ::write(fd, data + done, kTableBytes - done);
+        if (n <= 0) break;
+        done += static_cast<size_t>(n);
+    }
+    if (sync) ::fsync(fd);
+    ::close(fd);
+}
+
+// The store export; with commit the file is synced and put in place, without it the export is
+// abandoned after its last write (the bytes went to the page cache all the same).
+bool storeWrite(bool commit) {
+    RecordFile file;
+    if (!file.OpenForWriting(kStorePath)) return false;
+    bool qOK = false;
+    store().BINARYEXPORT(file, qOK);
+    if (commit) return file.Commit() && qOK;
+    file.Abandon();
+    return qOK;
+}
+
+// Into a fresh buffer, as an import must allocate its tables afresh.
+void rawRead() {
+    std::unique_ptr<char[]> data(new char[kTableBytes]);
+    const int fd = ::open(kRawPath.c_str(), O_RDONLY | O_CLOEXEC);
+    for (size_t done = 0; done < kTableBytes;) {
+        const ssize_t n = ::read(fd, data.get() + done, kTableBytes - done);
+        if (n <= 0) break;
+        done += static_cast<size_t>(n);
+    }
+    ::close(fd);
+    benchmark::DoNotOptimize(data.get());
+}
+
+bool storeRead() {
+    RecordFile file;
+    if (!file.OpenForReading(kStorePath)) return false;
+    rvStreamStore loaded;
+    bool qOK = false;
+    loaded.BINARYIMPORT(file, qOK);
+    return qOK && loaded.NumberOfStreamSets() == 1;
+}
+
+void report(benchmark::State& state, double rawSeconds, double storeSeconds) {
+    const double gigabytes = static_cast<double>(kTableBytes) * static_cast<double>(state.iterations()) / 1e9;
+    state.counters["raw_GBps"] = gigabytes / rawSeconds;
+    state.counters["store_GBps"] = gigabytes / storeSeconds;
+    state.counters["ratio"] = rawSeconds / storeSeconds;
+}
+
+// Arg 0: into the page cache; arg 1: synced to the disk (Commit's fsync against fsync()).
+void BM_Export(benchmark::State& state) {
+    const bool sync = state.range(0) != 0;
+    store();
+    rawBytes();
+    double raw = 0, library = 0;
+    bool rawFirst = true;
+    for (auto _ : state) {
+        if (rawFirst) raw += secondsOf([&] { rawWrite(sync); });
+        library += secondsOf([&] {
+            if (!storeWrite(sync)) state.SkipWithError("export failed");
+        });
+        if (!rawFirst) raw += secondsOf([&] { rawWrite(sync); });
+        rawFirst = !rawFirst;
+    }
+    report(state, raw, library);
+}
+BENCHMARK(BM_Export)->Arg(0)->Arg(1)->Iterations(4)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void BM_Import(benchmark::State& state) {
+    if (!storeWrite(true)) state.SkipWithError("export failed");
+    rawWrite(true);
+    double raw = 0, library = 0;
+    bool rawFirst = true;
+    for (auto _ : state) {
+        if (rawFirst) raw += secondsOf(rawRead);
+        library += secondsOf([&] {
+            if (!storeRead()) state.SkipWithError("import failed");
+        });
+        if (!rawFirst) raw += secondsOf(rawRead);
+        rawFirst = !rawFirst;
+    }
+    report(state, raw, library);
+}
+BENCHMARK(BM_Import)->Iterations(4)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// Peak resident memory of this process so far, in bytes.
+int64_t peakResidentBytes() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind("VmHWM:", 0) == 0) return std::stoll(line.substr(6)) * 1024;
+    return -1;
+}
+
+// Child mode: imports the store file and prints the growth of the peak resident memory.
+int measureImport() {
+    errorReporter();  // the shared objects exist before the first measurement
+    const int64_t before = peakResidentBytes();
+    const bool ok = storeRead();
+    const int64_t after = peakResidentBytes();
+    std::printf("%lld %d\n", static_cast<long long>(after - before), ok ? 1 : 0);
+    return ok ? 0 : 1;
+}
+
+void reportImportMemory(const char* self) {
+    if (!storeWrite(true)) return;
+    const std::string command = std::string(self) + " --measure-import";
+    std::FILE* child = ::popen(command.c_str(), "r");
+    if (child == nullptr) return;
+    long long growth = -1;
+    int ok = 0;
+    const int fields = std::fscanf(child, "%lld %d", &growth, &ok);
+    ::pclose(child);
+    if (fields != 2 || ok != 1) {
+        std::printf("import peak memory: measurement failed\n");
+        return;
+    }
+    std::printf("import peak memory (fresh process, VmHWM growth): %.1f MB for %.1f MB of tables = %.3fx\n",
+                static_cast<double>(growth) / 1e6, static_cast<double>(kTableBytes) / 1e6,
+                static_cast<double>(growth) / static_cast<double>(kTableBytes));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 2 && std::strcmp(argv[1], "--measure-import") == 0) return measureImport();
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    reportImportMemory(argv[0]);
+    ::unlink(kRawPath.c_str());
+    ::unlink(kStorePath.c_str());
+    return 0;
+}
