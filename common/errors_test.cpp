@@ -105,6 +105,9 @@ TEST(SharedObjects, GridIndexerKeysAndDialogs) {
     EXPECT_EQ(keyUtility().JoinKey("ROOT", ""), "ROOT");
     EXPECT_TRUE(keyUtility().TextEquals(" base ", "BASE"));
     EXPECT_FALSE(keyUtility().TextEquals("BASE1", "BASE"));
+    EXPECT_FALSE(keyUtility().TextEquals("BASF", "BASE"));
+    EXPECT_TRUE(keyUtility().TextEquals("\xC3\xA9tape", " \xC3\x89TAPE"));  // é / É
+    EXPECT_FALSE(keyUtility().TextEquals("\xC3\xA9", "e"));
 
     auto scripted = std::make_shared<ScriptedDialog>(std::deque<int32_t>{3});
     installDuplicateNameDialog(scripted);

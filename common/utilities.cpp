@@ -44,6 +44,14 @@ std::string_view trimBlanks(std::string_view text) {
     return text.substr(first, last - first + 1);
 }
 
+unsigned char upperAscii(unsigned char c) { return c >= 'a' && c <= 'z' ? c - 32 : c; }
+
+bool isAscii(std::string_view text) {
+    for (char c : text)
+        if (static_cast<unsigned char>(c) >= 0x80) return false;
+    return true;
+}
+
 }  // namespace
 
 void KeyUtility::JoinKey(const std::string& parent, const std::string& child, bool /*flag*/,
@@ -69,7 +77,25 @@ std::string KeyUtility::JoinKey(const std::string& parent, const std::string& ch
 }
 
 bool KeyUtility::TextEquals(const std::string& a, const std::string& b) const {
-    return UCase(trimBlanks(a)) == UCase(trimBlanks(b));
+    const std::string_view x = trimBlanks(a);
+    const std::string_view y = trimBlanks(b);
+    // Plain ASCII (the usual case) compares without building upper-case copies.
+    bool ascii = true;
+    if (x.size() == y.size()) {
+        for (size_t k = 0; k < x.size(); ++k) {
+            const auto p = static_cast<unsigned char>(x[k]);
+            const auto q = static_cast<unsigned char>(y[k]);
+            if ((p | q) >= 0x80) {
+                ascii = false;
+                break;
+            }
+            if (p != q && upperAscii(p) != upperAscii(q)) return false;
+        }
+        if (ascii) return true;
+    } else if (isAscii(x) && isAscii(y)) {
+        return false;
+    }
+    return UCase(x) == UCase(y);
 }
 
 void ConsoleDialog::ShowChoice(const std::string& message, const std::vector<std::string>& buttons,
