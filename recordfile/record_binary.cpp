@@ -15,12 +15,21 @@ namespace {
 constexpr uint8_t kMagic[8] = {0x89, 'T', 'K', 'R', 'E', 'C', '\r', '\n'};
 constexpr uint32_t kFormatVersion = 1;
 constexpr size_t kPreambleBytes = 12;
-// Header: keyword length, keyword, type, count, body length, header CRC.
-constexpr size_t kHeaderFixedBytes = 1 + 4 + 4 + 8 + 4;
+// Header: keyword length, keyword, type, count, body length, padding length, header CRC.
+constexpr size_t kHeaderFixedBytes = 1 + 4 + 4 + 8 + 2 + 4;
+constexpr size_t kCrcField = 18;  // offset of the header CRC after the keyword
+// A large body is preceded by zero bytes that give it the same offset within a 4 KiB page in the
+// file as the caller's array has in memory. The system copies such writes (and reads into arrays
+// allocated alike) much faster than ones whose page offsets differ by a few bytes.
+constexpr size_t kPageBytes = 4096;
 constexpr size_t kTrailerBytes = 4;
-// Bodies are checksummed and transferred in pieces of this size, small enough to stay in the
-// second-level cache between the checksum and the copy.
-constexpr size_t kStreamChunk = size_t{256} * 1024;
+// Bodies move between the caller's array and the file in pieces of this size: few system calls,
+// yet small enough to stay in the cache between the system's copy and the checksum.
+constexpr size_t kDirectChunk = size_t{1} << 20;
+// Values that need converting (or are read only to be dropped) pass through a scratch buffer.
+constexpr size_t kScratchChunk = size_t{256} * 1024;
+// Bodies from this size on get the page-offset padding below.
+constexpr size_t kPaddedBodyBytes = size_t{256} * 1024;
 
 void putLittle32(uint8_t* out, uint32_t v) {
     for (int i = 0; i < 4; ++i) out[i] = static_cast<uint8_t>(v >> (8 * i));
@@ -122,18 +131,26 @@ protected:
 
     bool encodeHeader() override {
         crc_ = 0;
-        // A CHAR body's length is known only when its last string arrives, so its header waits.
-        if (record_.type == ItemType::Char) {
-            pendingText_.clear();
-            return true;
-        }
-        return putHeader(static_cast<uint64_t>(record_.count) * itemWidth(record_.type));
+        // A CHAR body's length is known only when its last string arrives, and a fixed-width
+        // body's padding only when its first values arrive, so the header waits.
+        pendingText_.clear();
+        headerPending_ = true;
+        return true;
     }
 
     bool encodeValues(ItemType type, const void* values, size_t n) override {
         const size_t width = itemWidth(type);
+        if (headerPending_) {
+            size_t padding = 0;
+            if (storedAsIs(type) && n * width >= kPaddedBodyBytes) {
+                const int64_t bodyStart = file_.position() + static_cast<int64_t>(kHeaderFixedBytes + record_.keyword.size());
+                const auto address = reinterpret_cast<uintptr_t>(values);
+                padding = (address - static_cast<uintptr_t>(bodyStart)) % kPageBytes;
+            }
+            if (!putHeader(static_cast<uint64_t>(record_.count) * width, padding)) return false;
+        }
         if (storedAsIs(type)) return streamOut(static_cast<const uint8_t*>(values), n * width);
-        const size_t perChunk = kStreamChunk / width;
+        const size_t perChunk = kScratchChunk / width;
         for (size_t first = 0; first < n; first += perChunk) {
             const size_t items = std::min(perChunk, n - first);
             encodeItems(type, values, first, items, scratch());
@@ -153,12 +170,12 @@ protected:
 
     bool endRecordWrite() override {
         if (record_.type == ItemType::Char) {
-            if (!putHeader(pendingText_.size())) return false;
+            if (!putHeader(pendingText_.size(), 0)) return false;
             const bool written = streamOut(reinterpret_cast<const uint8_t*>(pendingText_.data()), pendingText_.size());
             pendingText_.clear();
             if (!written || record_.count == 0) return written;
         } else if (record_.count == 0) {
-            return true;
+            return putHeader(0, 0);
         }
         uint8_t trailer[kTrailerBytes];
         putLittle32(trailer, crc_);
@@ -180,7 +197,7 @@ protected:
             return failHeader(kRecordPastEnd, "the file ends inside a record header: it is truncated");
         if (!file_.takeBytes(header + 1, headerBytes - 1)) return failHeader(file_.LastErrorCode(), file_.LastError());
         const uint8_t* fields = header + 1 + keywordBytes;
-        if (crc32c(0, header, headerBytes - 4) != getLittle32(fields + 16))
+        if (crc32c(0, header, headerBytes - 4) != getLittle32(fields + kCrcField))
             return failHeader(kRecordBadFormat, "header checksum mismatch: the file is damaged");
 
         next.keyword.assign(reinterpret_cast<const char*>(header + 1), keywordBytes);
@@ -188,16 +205,17 @@ protected:
         next.type = itemTypeFromName(next.typeName);
         const uint64_t count = getLittle32(fields + 4);
         const uint64_t bodyBytes = getLittle64(fields + 8);
+        const uint64_t padding = uint64_t{fields[16]} | (uint64_t{fields[17]} << 8);
         const std::string named = "record '" + next.keyword + "' ";
         const size_t width = itemWidth(next.type);
-        if (count > INT32_MAX || (width > 0 && bodyBytes != count * width) ||
+        if (count > INT32_MAX || padding >= kPageBytes || (width > 0 && bodyBytes != count * width) ||
             (next.type == ItemType::Char && (bodyBytes < 4 * count || (count == 0 && bodyBytes != 0))))
             return failHeader(kRecordBadFormat, named + "has " + std::to_string(count) + " " + next.typeName +
                                                     " items in " + std::to_string(bodyBytes) +
                                                     " bytes, which cannot be: the file is damaged");
         const uint64_t trailerBytes = bodyBytes > 0 ? kTrailerBytes : 0;
         const auto left = static_cast<uint64_t>(file_.bytesLeft());
-        if (bodyBytes > left || trailerBytes > left - bodyBytes)
+        if (bodyBytes > left || trailerBytes + padding > left - bodyBytes)
             return failHeader(kRecordPastEnd, named + "claims " + std::to_string(count) + " items (" +
                                                   std::to_string(bodyBytes) + " bytes) but only " +
                                                   std::to_string(left) + " bytes are left: the file is truncated");
@@ -205,15 +223,15 @@ protected:
         bodyLeft_ = bodyBytes_ = bodyBytes;
         crc_ = 0;
         damaged_ = false;
-        recordEnd_ = file_.position() + static_cast<int64_t>(bodyBytes + trailerBytes);
-        return true;
+        recordEnd_ = file_.position() + static_cast<int64_t>(padding + bodyBytes + trailerBytes);
+        return skipPadding(padding, next.keyword);
     }
 
     bool decodeValues(ItemType type, void* values, size_t n) override {
         if (damaged_) return markDamaged("an earlier item could not be read");
         const size_t width = itemWidth(type);
         if (values != nullptr && storedAsIs(type)) return streamIn(static_cast<uint8_t*>(values), n * width);
-        const size_t perChunk = kStreamChunk / width;
+        const size_t perChunk = kScratchChunk / width;
         for (size_t first = 0; first < n; first += perChunk) {
             const size_t items = std::min(perChunk, n - first);
             if (!streamIn(scratch(), items * width)) return false;
@@ -255,7 +273,8 @@ protected:
     }
 
 private:
-    bool putHeader(uint64_t bodyBytes) {
+    bool putHeader(uint64_t bodyBytes, size_t padding) {
+        headerPending_ = false;
         uint8_t header[kHeaderFixedBytes + kMaxKeywordBytes];
         const size_t keywordBytes = record_.keyword.size();
         header[0] = static_cast<uint8_t>(keywordBytes);
@@ -264,17 +283,33 @@ private:
         std::memcpy(fields, record_.typeName.data(), 4);
         putLittle32(fields + 4, static_cast<uint32_t>(record_.count));
         putLittle64(fields + 8, bodyBytes);
+        fields[16] = static_cast<uint8_t>(padding);
+        fields[17] = static_cast<uint8_t>(padding >> 8);
         const size_t headerBytes = kHeaderFixedBytes + keywordBytes;
-        putLittle32(fields + 16, crc32c(0, header, headerBytes - 4));
-        return file_.putBytes(header, headerBytes);
+        putLittle32(fields + kCrcField, crc32c(0, header, headerBytes - 4));
+        static constexpr uint8_t zeros[kPageBytes] = {};
+        return file_.putBytes(header, headerBytes) && file_.putBytes(zeros, padding);
+    }
+
+    // The padding before a body must be zeros; anything else is damage.
+    bool skipPadding(uint64_t padding, const std::string& keyword) {
+        if (padding == 0) return true;
+        uint8_t* bytes = scratch();
+        if (!file_.takeBytes(bytes, padding)) return failHeader(file_.LastErrorCode(), file_.LastError());
+        for (uint64_t i = 0; i < padding; ++i)
+            if (bytes[i] != 0)
+                return failHeader(kRecordBadFormat, "the padding before the body of record '" + keyword +
+                                                        "' is not blank: the file is damaged");
+        return true;
     }
 
     // Body bytes to the file, checksummed chunk by chunk.
     bool streamOut(const uint8_t* bytes, size_t n) {
         for (size_t done = 0; done < n;) {
-            const size_t piece = std::min(kStreamChunk, n - done);
-            crc_ = crc32c(crc_, bytes + done, piece);
+            const size_t piece = std::min(kDirectChunk, n - done);
+            // The system's copy brings the piece into the cache; the checksum then reads it there.
             if (!file_.putBytes(bytes + done, piece)) return false;
+            crc_ = crc32c(crc_, bytes + done, piece);
             done += piece;
         }
         return true;
@@ -285,7 +320,7 @@ private:
     bool streamIn(uint8_t* destination, size_t n) {
         if (n > bodyLeft_) return markDamaged("its items run past the end of its body");
         for (size_t done = 0; done < n;) {
-            const size_t piece = std::min(kStreamChunk, n - done);
+            const size_t piece = std::min(destination != nullptr ? kDirectChunk : kScratchChunk, n - done);
             uint8_t* target = destination != nullptr ? destination + done : scratch();
             if (!file_.takeBytes(target, piece)) return bodyUnreadable();
             crc_ = crc32c(crc_, target, piece);
@@ -307,12 +342,13 @@ private:
     }
 
     uint8_t* scratch() {
-        if (scratch_.empty()) scratch_.resize(kStreamChunk);
+        if (scratch_.empty()) scratch_.resize(kScratchChunk);
         return scratch_.data();
     }
 
     uint32_t crc_ = 0;
     std::string pendingText_;   // CHAR body waiting for its last string
+    bool headerPending_ = false;  // the current record's header is not written yet
     uint64_t bodyLeft_ = 0;     // body bytes of the current record not yet read
     uint64_t bodyBytes_ = 0;
     int64_t recordEnd_ = 0;     // where the next record starts

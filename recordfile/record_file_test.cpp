@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "common/shared_objects.hpp"
@@ -358,7 +359,7 @@ TEST(RecordFileReading, ReadStateProgressAndLoopsThatCannotSpin) {
 
     // Garbage after good records: a loop that ignores failed headers and stops only on the end
     // flag, as the store's does, still ends.
-    bytes.resize(bytes.size() - 28);  // cut the "<SAMPLE" record (a 28-byte header)
+    bytes.resize(bytes.size() - 30);  // cut the "<SAMPLE" record (a 30-byte header)
     const std::string garbage = "\x05garbage that is no record at all";
     bytes.insert(bytes.end(), garbage.begin(), garbage.end());
     writeFileBytes(path, bytes);
@@ -371,6 +372,54 @@ TEST(RecordFileReading, ReadStateProgressAndLoopsThatCannotSpin) {
     EXPECT_TRUE(eof);
     EXPECT_EQ(headers, 8);
     EXPECT_EQ(in.LastErrorCode(), kRecordBadFormat);
+}
+
+TEST(RecordFileReading, LargeBodiesAreAlignedWithTheirArrayAndStillChecked) {
+    ScratchDirectory dir;
+    const std::string path = dir.file("large.rec");
+    constexpr int32_t kValues = 300000;  // 1.2 MB, written straight from the array
+    Array<float> table(1, kValues + 3);
+    for (int32_t i = 1; i <= kValues + 3; ++i) table(i) = static_cast<float>(i) * 0.5f;
+    RecordIO io;
+    bool ok = false;
+    RecordFile out;
+    ASSERT_TRUE(out.OpenForWriting(path));
+    io.WriteRecordHeader(out, "NOTE", 1, "CHAR", ok);
+    io.WriteItem(out, "odd length", ok);
+    const int64_t headerAt = out.position();
+    io.WriteRecordHeader(out, "SLINEDATA", kValues, "REAL", ok);
+    ASSERT_EQ(io.WriteRealArray(kValues, "", table, out, ok, 3), kRecordOK);
+    ASSERT_TRUE(out.Commit());
+
+    // The body sits at the same offset within a page as the values did in memory.
+    const int64_t bodyAt = headerAt + 23 + 9;
+    const auto address = reinterpret_cast<uintptr_t>(table.data() + 3);
+    const auto padding = static_cast<int64_t>((address - static_cast<uintptr_t>(bodyAt)) % 4096);
+    auto bytes = readFileBytes(path);
+    EXPECT_EQ(static_cast<int64_t>(bytes.size()), bodyAt + padding + 4 * int64_t{kValues} + 4);
+
+    RecordFile in;
+    ASSERT_TRUE(in.OpenForReading(path));
+    std::string keyword, type;
+    int32_t n = 0;
+    io.ReadRecordHeader(in, keyword, n, type, ok);
+    io.ReadRecordHeader(in, keyword, n, type, ok);
+    ASSERT_EQ(keyword, "SLINEDATA");
+    Array<float> back;
+    ASSERT_EQ(io.ReadRealArray(n, "'", in, back, ok), kRecordOK) << in.LastError();
+    EXPECT_EQ(std::memcmp(back.data(), table.data() + 3, sizeof(float) * kValues), 0);
+    in.Close();
+
+    if (padding > 0) {
+        bytes[static_cast<size_t>(bodyAt)] = 1;
+        writeFileBytes(path, bytes);
+        ASSERT_TRUE(in.OpenForReading(path));
+        const auto outcome = readEveryRecord(in);
+        EXPECT_EQ(outcome.code, kRecordBadFormat);
+        EXPECT_NE(outcome.error.find("the padding before the body of record 'SLINEDATA' is not blank"),
+                  std::string::npos)
+            << outcome.error;
+    }
 }
 
 TEST(RecordFileReading, AFailingReadIsReportedAndEndsTheFile) {

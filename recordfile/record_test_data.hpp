@@ -118,6 +118,7 @@ inline std::vector<uint8_t> binaryRecord(const std::string& keyword, const std::
     out.insert(out.end(), type.begin(), type.begin() + 4);
     put(count, 4);
     put(bodyBytes, 8);
+    put(0, 2);  // no padding before the body
     put(crc32c(0, out.data(), out.size()), 4);
     if (!body.empty()) {
         out.insert(out.end(), body.begin(), body.end());
