@@ -143,9 +143,9 @@ protected:
         if (headerPending_) {
             size_t padding = 0;
             if (storedAsIs(type) && n * width >= kPaddedBodyBytes) {
-                const int64_t bodyStart = file_.position() + static_cast<int64_t>(kHeaderFixedBytes + record_.keyword.size());
-                const auto address = reinterpret_cast<uintptr_t>(values);
-                padding = (address - static_cast<uintptr_t>(bodyStart)) % kPageBytes;
+                const auto bodyStart =
+                    static_cast<uintptr_t>(file_.position()) + kHeaderFixedBytes + record_.keyword.size();
+                padding = (reinterpret_cast<uintptr_t>(values) - bodyStart) % kPageBytes;
             }
             if (!putHeader(static_cast<uint64_t>(record_.count) * width, padding)) return false;
         }
