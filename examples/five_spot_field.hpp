@@ -4,6 +4,7 @@
 // streamline simulator would report them.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstdint>
@@ -113,6 +114,18 @@ inline void traceStreamlines(Field& field, int32_t perLayer) {
         for (const Node& node : line.nodes) field.tofMax = std::max(field.tofMax, node.tof);
     field.drtMin = 0;
     field.drtMax = 1;
+}
+
+// Time for injected water to cross a streamline: the time of flight at its last node.
+inline double transitTime(const Streamline& line) {
+    return line.nodes.empty() ? 0.0 : line.nodes.back().tof;
+}
+
+// Share of water in the flow a streamline delivers at a given time: none before the injected water
+// has crossed it, then rising towards all water as the swept oil runs out (a frontal-advance
+// approximation: 1 - transit time / time).
+inline double waterFraction(double transit, double time) {
+    return time <= transit ? 0.0 : 1.0 - transit / time;
 }
 
 // One time step of the pattern: the injector at the centre, producers P1..P4 in the corners, each
