@@ -1,0 +1,244 @@
+#include "examples/field_viewer_workflow.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace field_viewer {
+namespace {
+
+using namespace tkstream63;
+
+// A small field (8 streamlines per layer) keeps these tests quick.
+const five_spot::Field& smallField() {
+    static const five_spot::Field field = five_spot::makeFiveSpot(1000.0, 8);
+    return field;
+}
+
+const TimeStep kStep{1, 1000.0, 2500.0f};
+
+std::shared_ptr<rvStreamSet> load(const five_spot::Field& field, const TimeStep& step,
+                                  const TimeStep& allocationStep, Checks& checks) {
+    return loadTimeStep(field, step, makeAllocationSet(field, allocationStep, checks), checks);
+}
+
+bool sameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+int scratchFolderCount() {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path()))
+        if (entry.path().filename().string().rfind("field_viewer_", 0) == 0) ++count;
+    return count;
+}
+
+TEST(FieldViewerWorkflow, RunsEndToEndTwiceWithoutFailuresAndLeavesNoFiles) {
+    const int foldersBefore = scratchFolderCount();
+    // The second run starts after the first one's CloseDown: the library must build its shared
+    // objects afresh and give the same report.
+    std::string firstReport;
+    for (int run = 1; run <= 2; ++run) {
+        std::ostringstream report;
+        EXPECT_EQ(runWorkflow(report), 0) << report.str();
+        const std::string text = report.str();
+        for (const char* line : {
+                 "the store renamed the new dataset to FIVESPOT1",
+                 "Origin = fivespot                                    -> datasets 1 2\n",
+                 "DateStamp = 2030-11-05 among datasets 3 1            -> datasets 3 1\n",
+                 ": I1 -> P3, ",
+                 "  P3         4         250.0  25.0%          40",
+                 "whole store, every field of the record file: equal",
+                 "library message (code 0): tkstream63 v",
+                 "All checks passed."}) {
+            EXPECT_NE(text.find(line), std::string::npos) << "missing: " << line;
+        }
+        EXPECT_EQ(text.find("FAILED"), std::string::npos);
+        EXPECT_EQ(text.find("Error:"), std::string::npos);
+        if (run == 1) {
+            firstReport = text;
+        } else {
+            // Only the file size (large bodies are padded to their array's page offset) and the
+            // version's file date may differ between the runs.
+            const auto comparable = [](std::string t) {
+                const size_t saved = t.find("  saved ");
+                t.erase(saved, t.find('\n', saved) - saved);
+                return t.substr(0, t.find("== 8."));
+            };
+            EXPECT_EQ(comparable(text), comparable(firstReport));
+        }
+    }
+    EXPECT_EQ(scratchFolderCount(), foldersBefore);
+}
+
+TEST(FieldViewerWorkflow, ReaderKeepsEveryStreamlineWithItsWellsAndConnections) {
+    const five_spot::Field& field = smallField();
+    std::ostringstream report;
+    Checks checks(report);
+    const auto dataset = load(field, kStep, kStep, checks);
+    ASSERT_EQ(checks.failures(), 0) << report.str();
+    ASSERT_EQ(dataset->NumberStreamlines(), 40);
+
+    bool qOK = false;
+    int32_t covered = 0;
+    for (int32_t well = 2; well <= 5; ++well) {
+        // A producer's run holds the field's streamlines that reach it, in field order, with
+        // every node value as traced.
+        std::vector<const five_spot::Streamline*> expected;
+        for (const five_spot::Streamline& line : field.streamlines)
+            if (line.endWell == well) expected.push_back(&line);
+        Array<int32_t> streams;
+        int32_t nStreams = 0;
+        dataset->getWellStreamLineNumbers(well, streams, nStreams, qOK);
+        ASSERT_TRUE(qOK);
+        ASSERT_EQ(nStreams, static_cast<int32_t>(expected.size()));
+        covered += nStreams;
+        for (int32_t k = 1; k <= nStreams; ++k) {
+            const five_spot::Streamline& line = *expected[static_cast<size_t>(k - 1)];
+            std::string start, end;
+            Array<float> rows;
+            Array<int32_t> iPos, jPos, kPos;
+            int32_t nCols = 0, nnodes = 0, nIJK = 0;
+            dataset->getSingleStartNodeName(streams(k), start, qOK);
+            dataset->getSingleEndNodeName(streams(k), end, qOK);
+            EXPECT_EQ(start, "I1");
+            EXPECT_EQ(end, field.wells[static_cast<size_t>(well - 1)].name);
+            dataset->getSingleStreamline(streams(k), rows, nCols, nnodes, qOK);
+            dataset->getSingleStreamlineIJK(streams(k), iPos, jPos, kPos, nIJK, qOK);
+            ASSERT_EQ(nCols, 7);
+            ASSERT_EQ(nnodes, static_cast<int32_t>(line.nodes.size()));
+            for (int32_t n = 1; n <= nnodes; ++n) {
+                const five_spot::Node& node = line.nodes[static_cast<size_t>(n - 1)];
+                const float values[7] = {node.x, node.y, node.z, node.cell, node.tof, node.drt, node.velocity};
+                for (int32_t c = 1; c <= 7; ++c)
+                    ASSERT_TRUE(sameBits(rows(n, c), values[c - 1])) << "streamline " << streams(k)
+                                                                      << " node " << n << " column " << c;
+                const auto cell = static_cast<int32_t>(node.cell) - 1;
+                ASSERT_EQ(iPos(n) - 1 + (jPos(n) - 1) * field.nx + (kPos(n) - 1) * field.nx * field.ny, cell);
+            }
+        }
+        // The producer's one source is I1, and I1's sinks are the producers in well order.
+        Array<int32_t> sources;
+        int32_t nSources = 0;
+        dataset->getWellConnections(well, sources, nSources, qOK);
+        ASSERT_TRUE(qOK);
+        ASSERT_EQ(nSources, 1);
+        EXPECT_EQ(sources(1), 1);
+    }
+    EXPECT_EQ(covered, dataset->NumberStreamlines());
+    Array<int32_t> sinks, all;
+    int32_t nSinks = 0, nAll = 0;
+    dataset->getWellNameConnections("I1", sinks, nSinks, qOK);
+    ASSERT_EQ(nSinks, 4);
+    for (int32_t k = 1; k <= 4; ++k) EXPECT_EQ(sinks(k), k + 1);
+    dataset->getWellNameStreamLineNumbers("I1", all, nAll, qOK);
+    EXPECT_EQ(nAll, 40);
+}
+
+TEST(FieldViewerWorkflow, AllocationFactorsFollowTheStreamlineFluxesAndWaterArrival) {
+    const five_spot::Field& field = smallField();
+    double fastest = 1e30;
+    for (const five_spot::Streamline& line : field.streamlines)
+        fastest = std::min(fastest, five_spot::transitTime(line));
+    EXPECT_EQ(five_spot::waterFraction(fastest, fastest), 0.0);
+    EXPECT_DOUBLE_EQ(five_spot::waterFraction(fastest, 4 * fastest), 0.75);
+
+    std::ostringstream report;
+    Checks checks(report);
+    const TimeStep early{1, 1000.0, static_cast<float>(0.5 * fastest)};
+    const TimeStep late{2, 1000.0, static_cast<float>(4 * fastest)};
+    for (const TimeStep& step : {early, late}) {
+        const auto dataset = load(field, step, step, checks);
+        ASSERT_EQ(checks.failures(), 0) << report.str();
+        // The WAF set numbers the producers first; the dataset maps them back by name.
+        ASSERT_EQ(dataset->getWAFWellName(5), "I1");
+        EXPECT_EQ(dataset->getSLWellFromWAFWell(5), 1);
+        EXPECT_EQ(dataset->getWAFWellFromSLWell(2), 1);
+
+        Array<float> rates, cuts;
+        Array<int32_t> wells, cutWells;
+        Array<std::string> names, cutNames;
+        int32_t n = 0, nCuts = 0;
+        float other = -1, total = -1, cutOther = 0, cutTotal = 0;
+        bool qOK = false;
+        dataset->getWAFWellData(5, rates, n, other, total, wells, names, qOK);
+        ASSERT_TRUE(qOK);
+        ASSERT_EQ(n, 4);
+        EXPECT_FLOAT_EQ(total, 1000.0f);
+        EXPECT_EQ(other, 0.0f);
+        dataset->getWAFWellData(5, cuts, nCuts, cutOther, cutTotal, cutWells, cutNames, qOK, 7);
+        for (int32_t k = 1; k <= 4; ++k) {
+            EXPECT_FLOAT_EQ(rates(k), 250.0f);
+            EXPECT_EQ(wells(k), k + 1);  // dataset well numbers, not WAF ones
+            EXPECT_EQ(names(k), "P" + std::to_string(k));
+            if (step.number == early.number) EXPECT_EQ(cuts(k), 0.0f);
+            else EXPECT_GT(cuts(k), 0.5f);
+        }
+        // Efficiency types 3, 4 and 9 read the swept fraction, the water cut and the oil per
+        // volume injected of the injector's total row.
+        float water = -1, swept = -1, cut = -1, efficiency = -1;
+        dataset->getWAFWellEfficiency(5, water, swept, qOK, 3);
+        dataset->getWAFWellEfficiency(5, water, cut, qOK, 4);
+        dataset->getWAFWellEfficiency(5, water, efficiency, qOK);
+        ASSERT_TRUE(qOK);
+        EXPECT_FLOAT_EQ(cut, water / total);
+        EXPECT_FLOAT_EQ(efficiency, 1.0f - cut);
+        if (step.number == early.number) {
+            EXPECT_EQ(water, 0.0f);
+            EXPECT_EQ(swept, 0.0f);
+        } else {
+            EXPECT_EQ(swept, 1.0f);
+            EXPECT_GT(cut, 0.5f);
+        }
+        // Each producer sees I1 as its one source with the rate I1 gives it.
+        Array<float> back;
+        int32_t nBack = 0;
+        float backOther = -1, backTotal = -1;
+        dataset->getWAFWellNameData("P2", back, nBack, backOther, backTotal, wells, names, qOK);
+        ASSERT_EQ(nBack, 1);
+        EXPECT_EQ(names(1), "I1");
+        EXPECT_EQ(back(1), rates(2));
+        EXPECT_EQ(backTotal, rates(2));
+    }
+}
+
+TEST(FieldViewerWorkflow, DatasetComparisonFindsASingleChangedBit) {
+    const five_spot::Field& field = smallField();
+    std::ostringstream report;
+    Checks checks(report);
+    const auto reference = load(field, kStep, kStep, checks);
+    EXPECT_EQ(firstDifference(*reference, *load(field, kStep, kStep, checks)), "");
+
+    // -0.0 equals 0.0 as a number but not bit for bit: the first DRT of the first streamline
+    // reaching P1 (dataset streamline 1).
+    five_spot::Field signFlipped = field;
+    for (five_spot::Streamline& line : signFlipped.streamlines) {
+        if (line.endWell != 2) continue;
+        ASSERT_EQ(line.nodes.front().drt, 0.0f);
+        line.nodes.front().drt = -0.0f;
+        break;
+    }
+    EXPECT_EQ(firstDifference(*reference, *load(signFlipped, kStep, kStep, checks)), "streamline 1");
+
+    five_spot::Field renamed = field;
+    renamed.wells[3].name = "P3X";
+    EXPECT_EQ(firstDifference(*reference, *load(renamed, kStep, kStep, checks)), "wells");
+
+    const TimeStep later{1, 1000.0, 4000.0f};
+    EXPECT_EQ(firstDifference(*reference, *load(field, kStep, later, checks)), "allocation factors");
+    EXPECT_EQ(firstDifference(*reference, *load(field, later, kStep, checks)), "attributes");
+    EXPECT_EQ(checks.failures(), 0) << report.str();
+}
+
+TEST(FieldViewerWorkflow, DateTextCountsFromTheFirstOfJanuary2024) {
+    EXPECT_EQ(dateText(0), "2024-01-01");
+    EXPECT_EQ(dateText(59), "2024-02-29");
+    EXPECT_EQ(dateText(366), "2025-01-01");
+    EXPECT_EQ(dateText(2500), "2030-11-05");
+}
+
+}  // namespace
+}  // namespace field_viewer
