@@ -18,7 +18,6 @@
 
 #include "common/shared_objects.hpp"
 #include "common/utilities.hpp"
-#include "recordfile/crc32c.hpp"
 #include "recordfile/record_file.hpp"
 #include "recordfile/record_file_testing.hpp"
 #include "recordfile/record_io.hpp"

@@ -187,38 +187,34 @@ TEST_F(StoreBinaryTest, FlippedByteIsDetectedAndLoadsNoWrongValue) {
 }
 
 TEST_F(StoreBinaryTest, HugeItemCountsAreRefusedWithoutALargeAllocation) {
-    // A binary record header claiming 2,000,000,000 Longs, followed by 1 KB of filler.
-    RecordScript(path("empty.rec")).commit();
-    std::vector<uint8_t> bytes = readFileBytes(path("empty.rec"));
-    const std::string keyword = "NUMSETS";
-    std::vector<uint8_t> header{static_cast<uint8_t>(keyword.size())};
-    header.insert(header.end(), keyword.begin(), keyword.end());
-    header.insert(header.end(), {'I', 'N', 'T', 'E'});
-    const uint32_t count = 2000000000u;
-    const uint64_t bodyBytes = uint64_t{count} * 4;
-    for (int i = 0; i < 4; ++i) header.push_back(static_cast<uint8_t>(count >> (8 * i)));
-    for (int i = 0; i < 8; ++i) header.push_back(static_cast<uint8_t>(bodyBytes >> (8 * i)));
-    const uint32_t crc = crc32c(0, header.data(), header.size());
-    for (int i = 0; i < 4; ++i) header.push_back(static_cast<uint8_t>(crc >> (8 * i)));
-    bytes.insert(bytes.end(), header.begin(), header.end());
-    bytes.resize(bytes.size() + 1024, 0);
-    writeFileBytes(path("huge.rec"), bytes);
-    rvStreamStore store;
-    bool qOK = true;
-    ASSERT_TRUE(loadStore(store, path("huge.rec"), qOK));
-    EXPECT_FALSE(qOK);
-    EXPECT_TRUE(anyReportContains("claims 2000000000 items"));
-    EXPECT_FALSE(anyReportContains("(No.7)"));
-
-    // The same claim in the formatted form.
-    errorReporter().clearRecentMessages();
+    // A record claiming 2,000,000,000 items in a small file.
     writeFileBytes(path("huge.txt"), [] {
-        const std::string text = "TKSTREAM63 FORMATTED RECORDS 1\n'STREAMSTORE>' 0 CHAR\n'NUMSETS' 2000000000 INTE\n1 2 3\n";
+        const std::string text = "TKSTREAM63 FORMATTED RECORDS 1\n'STREAMSTORE>' 0 CHAR\n'NUMSETS' 2000000000 INTE\n" +
+                                 std::string(1024, ' ') + "1 2 3\n";
         return std::vector<uint8_t>(text.begin(), text.end());
     }());
+    rvStreamStore store;
+    bool qOK = true;
     ASSERT_TRUE(loadStore(store, path("huge.txt"), qOK));
     EXPECT_FALSE(qOK);
     EXPECT_TRUE(anyReportContains("claims 2000000000 items"));
+
+    // A dataset whose table bounds ask for 16,000,000,000 values: the dataset is refused (and,
+    // as a failed dataset does, ends the store import with qOK True).
+    errorReporter().clearRecentMessages();
+    RecordScript(path("bounds.rec"))
+        .marker("STREAMSTORE>")
+        .marker("STREAMSET>")
+        .record("STREAMLINE", "INTE", {2000000000, 8})
+        .record("SLINEDATA", "REAL", {1.0f})
+        .marker("<STREAMSET")
+        .marker("<STREAMSTORE")
+        .commit();
+    ASSERT_TRUE(loadStore(store, path("bounds.rec"), qOK));
+    EXPECT_TRUE(qOK);
+    EXPECT_EQ(store.NumberOfStreamSets(), 0);
+    EXPECT_TRUE(anyReportContains("Record 'STREAMLINE'"));
+    EXPECT_FALSE(anyReportContains("(No.7)"));
 }
 
 TEST_F(StoreBinaryTest, WriteFailingPartWayIsReportedAndLeavesThePreviousFile) {

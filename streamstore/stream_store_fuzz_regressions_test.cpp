@@ -48,10 +48,12 @@ TEST_F(FuzzRegressionsTest, EverySeedAndCrashInputImportsWithoutHarm) {
     }
     // The seeds are whole stores.
     for (const auto& seed : seeds) {
+        errorReporter().clearRecentMessages();
         rvStreamStore store;
         bool qOK = false;
         ASSERT_TRUE(loadStore(store, seed.string(), qOK));
-        EXPECT_TRUE(qOK) << seed;
+        const auto reports = reportedErrors();
+        EXPECT_TRUE(qOK) << seed << ": " << (reports.empty() ? std::string() : reports.front());
     }
 }
 
