@@ -30,11 +30,12 @@ bool Checks::expect(bool condition, const std::string& what) {
 namespace {
 
 constexpr int32_t kStreamlinesPerLayer = 32;
-constexpr int32_t kNodeColumns = 7;     // X, Y, Z, CELL, TOF, DRT, VELOCITY
-constexpr int32_t kPointerColumns = 8;  // first row, nodes, layer, producer, injector, -, start, end
+constexpr int32_t kNodeColumns = 7;  // X, Y, Z, CELL, TOF, DRT, VELOCITY
+// Pointer columns: first row, nodes, layer, producer entry, injector entry, unused, start, end.
+constexpr int32_t kPointerColumns = 8;
 constexpr int32_t kWafColumns = 9;
-constexpr float kEndTime = 3000.0f;     // days simulated in all
-constexpr double kTopDepth = 2000.0;    // m
+constexpr float kEndTime = 3000.0f;   // days simulated in all
+constexpr double kTopDepth = 2000.0;  // m
 
 std::chrono::year_month_day civilDate(int32_t days) {
     using namespace std::chrono;
@@ -301,10 +302,10 @@ void setWafRow(Array<float>& data, int32_t row, int32_t partner, const Flow& flo
                double poreVolumesInjected) {
     const double oil = flow.rate - flow.water;
     const auto ratio = [](double a, double b) { return b > 0 ? a / b : 0.0; };
-    const double values[kWafColumns] = {
-        double(partner), flow.rate, share, oil, flow.water,
-        ratio(flow.brokenThrough, flow.streamlines), ratio(flow.water, flow.rate),
-        poreVolumesInjected, ratio(oil, flow.rate)};
+    const double swept = ratio(flow.brokenThrough, flow.streamlines);
+    const double values[kWafColumns] = {double(partner), flow.rate, share, oil, flow.water, swept,
+                                        ratio(flow.water, flow.rate), poreVolumesInjected,
+                                        ratio(oil, flow.rate)};
     for (int32_t c = 1; c <= kWafColumns; ++c) data(c, row) = static_cast<float>(values[c - 1]);
 }
 
@@ -346,7 +347,8 @@ std::shared_ptr<rvWAFSet> makeAllocationSet(const five_spot::Field& field, const
     const double injectedVolumes = injected.rate * time / patternPoreVolume;
     for (int32_t k = 1; k <= nProducers; ++k) {
         const Flow& flow = toProducer[size_t(k - 1)];
-        setWafRow(data, k, k, flow, flow.rate / injected.rate, injectedVolumes * flow.rate / injected.rate);
+        setWafRow(data, k, k, flow, flow.rate / injected.rate,
+                  injectedVolumes * flow.rate / injected.rate);
     }
     setWafRow(data, nProducers + 1, 0, unallocated, unallocated.rate / injected.rate, 0);
     setWafRow(data, nProducers + 2, 0, injected, 1.0, injectedVolumes);
@@ -361,7 +363,8 @@ std::shared_ptr<rvWAFSet> makeAllocationSet(const five_spot::Field& field, const
         total.rate += other.rate;
         const ProducerRows rows = producerRows(k, nProducers);
         const double volumes = injectedVolumes * fromInjector.rate / injected.rate;
-        setWafRow(data, rows.first, injectorWaf, fromInjector, fromInjector.rate / total.rate, volumes);
+        setWafRow(data, rows.first, injectorWaf, fromInjector, fromInjector.rate / total.rate,
+                  volumes);
         setWafRow(data, rows.other, 0, other, other.rate / total.rate, 0);
         setWafRow(data, rows.total, 0, total, 1.0, volumes);
         sinkRow.push_back(rows.first);
@@ -441,10 +444,8 @@ public:
     void part(std::string name) { parts_.push_back({std::move(name), {}}); }
 
     template <class T>
-        requires std::is_arithmetic_v<T>
-    void add(T value) {
-        bytes().append(reinterpret_cast<const char*>(&value), sizeof value);
-    }
+    requires std::is_arithmetic_v<T>
+    void add(T value) { bytes().append(reinterpret_cast<const char*>(&value), sizeof value); }
     void add(const std::string& text) {
         add(text.size());
         bytes() += text;
@@ -669,7 +670,8 @@ void Workflow::buildFields() {
     heading(report, 1, "Five-spot field");
     report << "  grid 50 x 50 x 5 cells of 10 m x 10 m x 10 m; injector I1 in the middle, "
               "producers P1..P4 in the corners\n";
-    report << "  step  time (d)  injection (m3/d)  streamlines  nodes  transit time (d)   water cut\n";
+    report
+        << "  step  time (d)  injection (m3/d)  streamlines  nodes  transit time (d)   water cut\n";
     for (int k = 0; k < 2; ++k) {
         fields[k] = five_spot::makeFiveSpot(steps[k].injectionRate, kStreamlinesPerLayer);
         const five_spot::Field& field = fields[k];
@@ -685,11 +687,12 @@ void Workflow::buildFields() {
             allReachProducer = allReachProducer && line.endWell > 1;
         }
         report << number(steps[k].number, 0, 6) << number(steps[k].simulationTime, 0, 10)
-               << number(steps[k].injectionRate, 1, 18) << number(double(field.streamlines.size()), 0, 13)
-               << number(double(nodes), 0, 7) << number(fastest, 0, 9) << " .." << number(slowest, 0, 6)
+               << number(steps[k].injectionRate, 1, 18)
+               << number(double(field.streamlines.size()), 0, 13) << number(double(nodes), 0, 7)
+               << number(fastest, 0, 9) << " .." << number(slowest, 0, 6)
                << number(100 * produced.water / produced.rate, 1, 11) << " %\n";
-        checks.expect(allReachProducer, "every streamline of step " + std::to_string(k + 1) +
-                                            " to reach a producer");
+        checks.expect(allReachProducer,
+                      "every streamline of step " + std::to_string(k + 1) + " to reach a producer");
     }
 }
 
@@ -743,7 +746,8 @@ void Workflow::addDuplicate(rvStreamStore& store) {
     if (checks.expect(dialog->questions().size() == 1, "one duplicate-name question")) {
         const ScriptedDialog::Question& question = dialog->questions().front();
         std::string message = question.message;
-        for (size_t at; (at = message.find("\r\n")) != std::string::npos;) message.replace(at, 2, " ");
+        for (size_t at; (at = message.find("\r\n")) != std::string::npos;)
+            message.replace(at, 2, " ");
         report << "  dialog \"" << question.title << "\": " << message << "\n";
         report << "  buttons:";
         for (const std::string& button : question.buttons) report << " [" << button << "]";
@@ -810,7 +814,8 @@ void Workflow::extractStreamline(rvStreamStore& store) {
     int32_t nStreams = 0;
     bool qOK = false;
     dataset->getWellNameStreamLineNumbers("P3", streams, nStreams, qOK);
-    if (!checks.ok(qOK, "getWellNameStreamLineNumbers") || !checks.expect(nStreams > 0, "streamlines of P3"))
+    if (!checks.ok(qOK, "getWellNameStreamLineNumbers") ||
+        !checks.expect(nStreams > 0, "streamlines of P3"))
         return;
     const int32_t iStream = streams(1);
 
@@ -828,16 +833,18 @@ void Workflow::extractStreamline(rvStreamStore& store) {
     if (!checks.expect(nCols == 8 && nnodes > 3 && nVelocity == nnodes, "8 columns and the nodes"))
         return;
 
-    report << "  streamline " << iStream << " of " << dataset->NumberStreamlines() << ": " << startName
-           << " -> " << endName << ", " << nnodes << " nodes (P3 has " << nStreams << " streamlines)\n";
+    report << "  streamline " << iStream << " of " << dataset->NumberStreamlines() << ": "
+           << startName << " -> " << endName << ", " << nnodes << " nodes (P3 has " << nStreams
+           << " streamlines)\n";
     report << "   node        X        Y        Z    I    J    K   TOF (d)  velocity (m/d)\n";
     bool cellsMatch = true, tofRises = true;
     const double cell = fields[0].cellSize();
     for (int32_t n = 1; n <= nnodes; ++n) {
         const auto ijkOf = [&](int32_t c) { return static_cast<int32_t>(data(n, c)); };
-        cellsMatch = cellsMatch && ijkOf(4) == static_cast<int32_t>(data(n, 1) / cell) + 1 &&
-                     ijkOf(5) == static_cast<int32_t>(data(n, 2) / cell) + 1 &&
-                     ijkOf(6) == static_cast<int32_t>((data(n, 3) - kTopDepth) / fields[0].thickness) + 1;
+        cellsMatch =
+            cellsMatch && ijkOf(4) == static_cast<int32_t>(data(n, 1) / cell) + 1 &&
+            ijkOf(5) == static_cast<int32_t>(data(n, 2) / cell) + 1 &&
+            ijkOf(6) == static_cast<int32_t>((data(n, 3) - kTopDepth) / fields[0].thickness) + 1;
         if (n > 1) tofRises = tofRises && data(n, 7) > data(n - 1, 7);
         if (n > 3 && n < nnodes - 1) {
             if (n == 4) report << "    ...\n";
@@ -845,8 +852,8 @@ void Workflow::extractStreamline(rvStreamStore& store) {
         }
         report << number(n, 0, 7) << number(data(n, 1), 1, 9) << number(data(n, 2), 1, 9)
                << number(data(n, 3), 1, 9) << number(data(n, 4), 0, 5) << number(data(n, 5), 0, 5)
-               << number(data(n, 6), 0, 5) << number(data(n, 7), 1, 10) << number(velocity(n), 3, 16)
-               << "\n";
+               << number(data(n, 6), 0, 5) << number(data(n, 7), 1, 10)
+               << number(velocity(n), 3, 16) << "\n";
     }
     checks.expect(startName == "I1" && endName == "P3", "the streamline to run from I1 to P3");
     checks.expect(cellsMatch, "I, J, K to name the cells holding X, Y, Z");
@@ -877,8 +884,9 @@ void Workflow::showAllocation(rvStreamStore& store) {
     if (!checks.ok(qOK, "getWAFWellData") || !checks.expect(nRates == 4, "4 producers supported"))
         return;
 
-    report << "  I1 is WAF well " << injectorWaf << ", dataset well " << dataset->getWellNumber("I1")
-           << "; total " << number(total, 1) << " m3/d, other " << number(other, 1) << " m3/d\n";
+    report << "  I1 is WAF well " << injectorWaf << ", dataset well "
+           << dataset->getWellNumber("I1") << "; total " << number(total, 1) << " m3/d, other "
+           << number(other, 1) << " m3/d\n";
     report << "  partner  well   rate (m3/d)  share  streamlines  water cut\n";
     double allocated = 0;
     for (int32_t k = 1; k <= nRates; ++k) {
@@ -892,17 +900,20 @@ void Workflow::showAllocation(rvStreamStore& store) {
         Array<std::string> backNames, cutNames;
         int32_t nBack = 0, nCuts = 0;
         float backOther = 0, backTotal = 0, cutOther = 0, cutTotal = 0;
-        dataset->getWAFWellNameData(partner, back, nBack, backOther, backTotal, backWells, backNames, qOK);
+        dataset->getWAFWellNameData(partner, back, nBack, backOther, backTotal, backWells,
+                                    backNames, qOK);
         checks.ok(qOK, "getWAFWellNameData");
-        dataset->getWAFWellNameData(partner, cuts, nCuts, cutOther, cutTotal, cutWells, cutNames, qOK, 7);
+        dataset->getWAFWellNameData(partner, cuts, nCuts, cutOther, cutTotal, cutWells, cutNames,
+                                    qOK, 7);
         checks.ok(qOK, "getWAFWellNameData");
         report << "  " << padded(partner, 7) << number(partners(k), 0, 5) << number(rates(k), 1, 14)
                << number(100 * rates(k) / total, 1, 6) << "%" << number(nStreams, 0, 12)
                << number(nCuts == 1 ? 100 * cuts(1) : -1, 1, 10) << " %\n";
         checks.expect(dataset->getWellName(partners(k)) == partner,
                       "partner " + partner + " numbered as the dataset's well of that name");
-        checks.expect(std::abs(rates(k) / total - double(nStreams) / dataset->NumberStreamlines()) < 1e-6,
-                      "the share of " + partner + " to follow its streamlines");
+        checks.expect(
+            std::abs(rates(k) / total - double(nStreams) / dataset->NumberStreamlines()) < 1e-6,
+            "the share of " + partner + " to follow its streamlines");
         checks.expect(nBack == 1 && backNames(1) == "I1" && back(1) == rates(k),
                       partner + " to see I1 as its source with the same rate");
         allocated += rates(k);
@@ -936,14 +947,16 @@ void Workflow::saveAndReload(rvStreamStore& store) {
     bool qOK = false;
     {
         RecordFile file;
-        checks.expect(file.OpenForWriting(path, RecordForm::Binary), "the record file opened for writing");
+        checks.expect(file.OpenForWriting(path, RecordForm::Binary),
+                      "the record file opened for writing");
         store.BINARYEXPORT(file, qOK);
         checks.ok(qOK, "BINARYEXPORT");
         checks.expect(file.Commit(), "the record file committed: " + file.LastError());
     }
     std::error_code error;
     report << "  saved " << store.NumberOfStreamSets() << " datasets, "
-           << number(double(std::filesystem::file_size(path, error)) / 1024.0, 1) << " KiB (binary form)\n";
+           << number(double(std::filesystem::file_size(path, error)) / 1024.0, 1)
+           << " KiB (binary form)\n";
 
     rvStreamStore restored;
     int ticks = 0;
@@ -966,7 +979,8 @@ void Workflow::saveAndReload(rvStreamStore& store) {
         store.GetItem(i, saved);
         restored.GetItem(i, loaded);
         const std::string difference = firstDifference(*saved, *loaded);
-        report << number(i, 0, 3) << "  " << padded(loaded->Origin(), 12) << padded(loaded->DateStamp(), 12)
+        report << number(i, 0, 3) << "  " << padded(loaded->Origin(), 12)
+               << padded(loaded->DateStamp(), 12)
                << (difference.empty() ? "equal" : "differs in " + difference) << "\n";
         checks.expect(difference.empty(), "dataset " + std::to_string(i) + " loaded as saved");
     }
@@ -982,18 +996,22 @@ void Workflow::saveAndReload(rvStreamStore& store) {
         int32_t n = 0;
         float other = 0, total = 0;
         // The injector (the last WAF well) owns the table's first row; column 1 is its partner.
-        waf->getWellWAFData(waf->NumberWells(), firstValue, n, other, total, partners, names, qOK, 1);
+        waf->getWellWAFData(waf->NumberWells(), firstValue, n, other, total, partners, names, qOK,
+                            1);
         const ProducerRows rows = producerRows(producer, waf->NumberProducers());
         if (checks.ok(qOK, "getWellWAFData") && checks.expect(n >= 1, "the injector's first row"))
-            waf->setProducerData(producer, rows.first, rows.count, rows.other, rows.total, firstValue(1), qOK);
+            waf->setProducerData(producer, rows.first, rows.count, rows.other, rows.total,
+                                 firstValue(1), qOK);
         checks.ok(qOK, "setProducerData");
     }
-    report << "  the format keeps the first WAF value as producer " << allocationSets.front()->NumberInjectors()
-           << "'s own rate (no getter reads it); the saved sets take that value for the full comparison\n";
+    report << "  the format keeps the first WAF value as producer "
+           << allocationSets.front()->NumberInjectors()
+           << "'s own rate (no getter reads it); the saved sets take that value for the full "
+              "comparison\n";
     std::string difference;
     const bool same = restored.sameContents(store, difference);
-    report << "  whole store, every field of the record file: " << (same ? "equal" : "differs in " + difference)
-           << "\n";
+    report << "  whole store, every field of the record file: "
+           << (same ? "equal" : "differs in " + difference) << "\n";
     checks.expect(same, "the loaded store to equal the saved one");
 }
 
@@ -1029,7 +1047,8 @@ int runWorkflow(std::ostream& report) {
     }
     workflow.versionAndShutDown(*pane);
     const int failures = workflow.checks.failures();
-    report << "\n" << (failures == 0 ? "All checks passed." : std::to_string(failures) + " checks failed.")
+    report << "\n"
+           << (failures == 0 ? "All checks passed." : std::to_string(failures) + " checks failed.")
            << "\n";
     return failures;
 }

@@ -48,10 +48,9 @@ std::string dateText(int32_t days);
 // CELL, TOF, DRT, VELOCITY), pointers, and the allocation factors given (made by
 // makeAllocationSet). Streamlines are ordered by the producer they reach, so each producer's
 // streamlines are consecutive.
-std::shared_ptr<tkstream63::rvStreamSet> loadTimeStep(const five_spot::Field& field,
-                                                      const TimeStep& step,
-                                                      std::shared_ptr<tkstream63::rvWAFSet> allocation,
-                                                      Checks& checks);
+std::shared_ptr<tkstream63::rvStreamSet> loadTimeStep(
+    const five_spot::Field& field, const TimeStep& step,
+    std::shared_ptr<tkstream63::rvWAFSet> allocation, Checks& checks);
 
 // The allocation factors of a time step. Its wells are P1..P4 then I1 (numbered apart from the
 // dataset's). WAF data columns: 1 partner well, 2 rate, 3 share of the well's total, 4 oil rate,

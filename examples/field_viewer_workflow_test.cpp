@@ -31,7 +31,8 @@ bool sameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 int scratchFolderCount() {
     int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path()))
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::filesystem::temp_directory_path()))
         if (entry.path().filename().string().rfind("field_viewer_", 0) == 0) ++count;
     return count;
 }
@@ -45,15 +46,13 @@ TEST(FieldViewerWorkflow, RunsEndToEndTwiceWithoutFailuresAndLeavesNoFiles) {
         std::ostringstream report;
         EXPECT_EQ(runWorkflow(report), 0) << report.str();
         const std::string text = report.str();
-        for (const char* line : {
-                 "the store renamed the new dataset to FIVESPOT1",
-                 "Origin = fivespot                                    -> datasets 1 2\n",
-                 "DateStamp = 2030-11-05 among datasets 3 1            -> datasets 3 1\n",
-                 ": I1 -> P3, ",
-                 "  P3         4         250.0  25.0%          40",
-                 "whole store, every field of the record file: equal",
-                 "library message (code 0): tkstream63 v",
-                 "All checks passed."}) {
+        for (const char* line :
+             {"the store renamed the new dataset to FIVESPOT1",
+              "Origin = fivespot                                    -> datasets 1 2\n",
+              "DateStamp = 2030-11-05 among datasets 3 1            -> datasets 3 1\n",
+              ": I1 -> P3, ", "  P3         4         250.0  25.0%          40",
+              "whole store, every field of the record file: equal",
+              "library message (code 0): tkstream63 v", "All checks passed."}) {
             EXPECT_NE(text.find(line), std::string::npos) << "missing: " << line;
         }
         EXPECT_EQ(text.find("FAILED"), std::string::npos);
@@ -112,12 +111,15 @@ TEST(FieldViewerWorkflow, ReaderKeepsEveryStreamlineWithItsWellsAndConnections) 
             ASSERT_EQ(nnodes, static_cast<int32_t>(line.nodes.size()));
             for (int32_t n = 1; n <= nnodes; ++n) {
                 const five_spot::Node& node = line.nodes[static_cast<size_t>(n - 1)];
-                const float values[7] = {node.x, node.y, node.z, node.cell, node.tof, node.drt, node.velocity};
+                const float values[7] = {node.x,   node.y,   node.z,       node.cell,
+                                         node.tof, node.drt, node.velocity};
                 for (int32_t c = 1; c <= 7; ++c)
-                    ASSERT_TRUE(sameBits(rows(n, c), values[c - 1])) << "streamline " << streams(k)
-                                                                      << " node " << n << " column " << c;
+                    ASSERT_TRUE(sameBits(rows(n, c), values[c - 1]))
+                        << "streamline " << streams(k) << " node " << n << " column " << c;
                 const auto cell = static_cast<int32_t>(node.cell) - 1;
-                ASSERT_EQ(iPos(n) - 1 + (jPos(n) - 1) * field.nx + (kPos(n) - 1) * field.nx * field.ny, cell);
+                ASSERT_EQ(
+                    iPos(n) - 1 + (jPos(n) - 1) * field.nx + (kPos(n) - 1) * field.nx * field.ny,
+                    cell);
             }
         }
         // The producer's one source is I1, and I1's sinks are the producers in well order.
@@ -174,8 +176,10 @@ TEST(FieldViewerWorkflow, AllocationFactorsFollowTheStreamlineFluxesAndWaterArri
             EXPECT_FLOAT_EQ(rates(k), 250.0f);
             EXPECT_EQ(wells(k), k + 1);  // dataset well numbers, not WAF ones
             EXPECT_EQ(names(k), "P" + std::to_string(k));
-            if (step.number == early.number) EXPECT_EQ(cuts(k), 0.0f);
-            else EXPECT_GT(cuts(k), 0.5f);
+            if (step.number == early.number)
+                EXPECT_EQ(cuts(k), 0.0f);
+            else
+                EXPECT_GT(cuts(k), 0.5f);
         }
         // Efficiency types 3, 4 and 9 read the swept fraction, the water cut and the oil per
         // volume injected of the injector's total row.
@@ -221,14 +225,16 @@ TEST(FieldViewerWorkflow, DatasetComparisonFindsASingleChangedBit) {
         line.nodes.front().drt = -0.0f;
         break;
     }
-    EXPECT_EQ(firstDifference(*reference, *load(signFlipped, kStep, kStep, checks)), "streamline 1");
+    EXPECT_EQ(firstDifference(*reference, *load(signFlipped, kStep, kStep, checks)),
+              "streamline 1");
 
     five_spot::Field renamed = field;
     renamed.wells[3].name = "P3X";
     EXPECT_EQ(firstDifference(*reference, *load(renamed, kStep, kStep, checks)), "wells");
 
     const TimeStep later{1, 1000.0, 4000.0f};
-    EXPECT_EQ(firstDifference(*reference, *load(field, kStep, later, checks)), "allocation factors");
+    EXPECT_EQ(firstDifference(*reference, *load(field, kStep, later, checks)),
+              "allocation factors");
     EXPECT_EQ(firstDifference(*reference, *load(field, later, kStep, checks)), "attributes");
     EXPECT_EQ(checks.failures(), 0) << report.str();
 }
