@@ -190,10 +190,11 @@ private:
         setShape(rank, lo, hi, static_cast<size_t>(total));
     }
 
-    // A block is kept when the new size fits it and uses at least half of it, so a large table
-    // re-dimensioned to a small one still gives its memory back.
+    // A block is kept when the new size fits it and leaves at most the new size plus 64 KiB
+    // unused, so a large table re-dimensioned to a small one still gives its memory back.
     bool reusesBlock(size_t total) const {
-        return total > 0 && total <= capacity_ && capacity_ <= 2 * total + 64;
+        constexpr size_t kSlackBytes = 64 * 1024;
+        return total > 0 && total <= capacity_ && (capacity_ - total) * sizeof(T) <= total * sizeof(T) + kSlackBytes;
     }
 
     void setShape(int rank, const int32_t lo[2], const int32_t hi[2], size_t total) {
