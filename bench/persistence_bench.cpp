@@ -21,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -227,9 +228,10 @@ int measureImport() {
     return ok ? 0 : 1;
 }
 
-void reportImportMemory(const char* self) {
+void reportImportMemory() {
     if (!storeWrite(true)) return;
-    const std::string command = std::string(self) + " --measure-import";
+    std::string command = std::filesystem::read_symlink("/proc/self/exe").string();
+    command.append(" --measure-import");
     std::FILE* child = ::popen(command.c_str(), "r");
     if (child == nullptr) return;
     long long growth = -1;
@@ -243,17 +245,21 @@ void reportImportMemory(const char* self) {
     std::printf("import peak memory (fresh process, VmHWM growth): %.1f MB for %.1f MB of tables = %.3fx\n",
                 static_cast<double>(growth) / 1e6, static_cast<double>(kTableBytes) / 1e6,
                 static_cast<double>(growth) / static_cast<double>(kTableBytes));
+    ::unlink(kRawPath.c_str());
+    ::unlink(kStorePath.c_str());
 }
+
+// Started as "<program> --measure-import", the program only measures an import and exits before
+// the benchmarks are set up; otherwise the memory report follows the benchmarks.
+const bool kMemoryReportArranged = [] {
+    std::ifstream commandLine("/proc/self/cmdline");
+    std::string program, firstArgument;
+    std::getline(commandLine, program, '\0');
+    std::getline(commandLine, firstArgument, '\0');
+    if (firstArgument == "--measure-import") std::exit(measureImport());
+    return std::atexit(reportImportMemory) == 0;
+}();
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    if (argc == 2 && std::strcmp(argv[1], "--measure-import") == 0) return measureImport();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    reportImportMemory(argv[0]);
-    ::unlink(kRawPath.c_str());
-    ::unlink(kStorePath.c_str());
-    return 0;
-}
+BENCHMARK_MAIN();
