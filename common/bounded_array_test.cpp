@@ -4,17 +4,12 @@
 
 #include <string>
 
+#include "common/test_support.hpp"
+
 namespace tkstream63 {
 namespace {
 
-int32_t errorNumberOf(auto&& action) {
-    try {
-        action();
-    } catch (const RuntimeError& e) {
-        return e.number();
-    }
-    return 0;
-}
+using testing_support::errorNumberOf;
 
 TEST(BoundedArray, BoundsAndFirstIndexFastestStorage) {
     Array<int32_t> table(1, 3, 0, 2);  // (column 1..3, row 0..2)

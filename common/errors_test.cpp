@@ -8,18 +8,14 @@
 #include <stdexcept>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 
 namespace tkstream63 {
 namespace {
 
-class ErrorTrap : public ::testing::Test {
-protected:
-    void SetUp() override { errorReporter().clearRecentMessages(); }
-    std::string lastReport() {
-        const auto messages = errorReporter().recentMessages();
-        return messages.empty() ? "" : messages.back().message;
-    }
-};
+using testing_support::lastReport;
+
+class ErrorTrap : public testing_support::ReportClearingTest {};
 
 TEST_F(ErrorTrap, ReportsTheExactTextWithCodeMinusOneAndSwallowsTheFailure) {
     bool reachedEnd = false;

@@ -7,19 +7,13 @@
 #include <limits>
 
 #include "common/errors.hpp"
+#include "common/test_support.hpp"
 #include "common/variant.hpp"
 
 namespace tkstream63 {
 namespace {
 
-int32_t errorNumberOf(auto&& action) {
-    try {
-        action();
-    } catch (const RuntimeError& e) {
-        return e.number();
-    }
-    return 0;
-}
+using testing_support::errorNumberOf;
 
 TEST(Text, UpperCaseLengthsAndSingleByteNames) {
     EXPECT_EQ(UCase("prod-1 éñÿ"), "PROD-1 ÉÑŸ");

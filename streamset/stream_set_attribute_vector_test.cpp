@@ -8,6 +8,7 @@
 #include <variant>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 
 namespace tkstream63 {
@@ -44,10 +45,7 @@ Array<Variant> fullVector() {
     return v;
 }
 
-std::string lastReport() {
-    const auto messages = errorReporter().recentMessages();
-    return messages.empty() ? std::string() : messages.back().message;
-}
+using testing_support::lastReport;
 
 TEST(StreamSetAttributeVector, LoadsEveryFieldWithItsConversion) {
     rvStreamSet set;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 
 namespace tkstream63 {
@@ -18,11 +19,8 @@ Array<int32_t> entryTable(int32_t lower, const std::vector<std::vector<int32_t>>
     return table;
 }
 
-Array<int32_t> longs(const std::vector<int32_t>& values) {
-    Array<int32_t> list(1, static_cast<int32_t>(values.size()));
-    for (size_t i = 0; i < values.size(); ++i) list(static_cast<int32_t>(i + 1)) = values[i];
-    return list;
-}
+using testing_support::lastReport;
+using testing_support::list;
 
 // Wells: 1 PROD (producer, entry 1), 2 INJ (injector, entry 1), 3 prod2 (producer, entry 2),
 // 4 OBS (type 3). Producer 1 is fed by wells 2 and 4 and owns streamlines 2-4; producer 2 has
@@ -35,8 +33,8 @@ protected:
         Array<std::string> nameList(1, 4);
         for (int32_t i = 1; i <= 4; ++i) nameList(i) = names[static_cast<size_t>(i - 1)];
         set.setWellNames(nameList, 4, qOK);
-        set.setWellTypes(longs({1, 2, 1, 3}), 4, qOK);
-        set.setWellIndex(longs({1, 1, 2, 0}), 4, qOK);
+        set.setWellTypes(list<int32_t>({1, 2, 1, 3}), 4, qOK);
+        set.setWellIndex(list<int32_t>({1, 1, 2, 0}), 4, qOK);
         set.setStreamLinePointers(Array<int32_t>(1, 8, 1, 10), 8, 5, qOK);
         set.setProducerData(entryTable(0, {{0, 0, 0, 0, 0}, {2, 3, 2, 1, 1}, {0, 0, 0, 3, 3}}),
                             2, entryTable(1, {{0, 0, 0, 2, 0}, {0, 0, 0, 4, 0}}), 2, qOK);
@@ -137,13 +135,13 @@ TEST_F(Connections, ShortTablesChangeNothing) {
     set.setProducerData(entryTable(0, {{0, 0, 0, 0, 0}, {1, 1, 1, 1, 1}}), 2,
                         entryTable(1, {{0, 0, 0, 2, 0}}), 1, qOK);
     EXPECT_FALSE(qOK);
-    EXPECT_EQ(errorReporter().recentMessages().back().message,
+    EXPECT_EQ(lastReport(),
               "Error:Subscript out of range (No.9) In [rvStreamSet (Code) "
               "(rvStreamSet.SetProducerData)] ");
     set.setInjectorData(entryTable(0, {{0, 0, 0, 0, 0}, {9, 9, 9, 9, 9}}), 1,
                         entryTable(1, {{0, 0, 0, 3, 0}}), 2, qOK);
     EXPECT_FALSE(qOK);
-    const std::string report = errorReporter().recentMessages().back().message;
+    const std::string report = lastReport();
     EXPECT_NE(report.find("(rvStreamSet.SetInjectorData)"), std::string::npos);
 
     Array<int32_t> producers, sources;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 
 namespace tkstream63 {
@@ -17,16 +18,9 @@ float nodeValue(int32_t row, int32_t column) {
     return column == 4 ? static_cast<float>(row) : static_cast<float>(100 * column + row);
 }
 
-Array<std::string> texts(const std::vector<std::string>& values) {
-    Array<std::string> list(1, static_cast<int32_t>(values.size()));
-    for (size_t i = 0; i < values.size(); ++i) list(static_cast<int32_t>(i + 1)) = values[i];
-    return list;
-}
+using testing_support::lastReport;
 
-std::string lastReport() {
-    const auto messages = errorReporter().recentMessages();
-    return messages.empty() ? std::string() : messages.back().message;
-}
+Array<std::string> texts(const std::vector<std::string>& values) { return testing_support::list(values); }
 
 // Three streamlines over a 10 x 8 node table: 1 = rows 1-4 from well 1 to well 2,
 // 2 = no nodes, 3 = rows 5-10 from well 2 to well 1.

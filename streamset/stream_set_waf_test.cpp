@@ -8,19 +8,15 @@
 #include <vector>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 #include "wafset/waf_set.hpp"
 
 namespace tkstream63 {
 namespace {
 
-template <class T>
-Array<T> list(std::initializer_list<T> values) {
-    Array<T> result(1, static_cast<int32_t>(values.size()));
-    int32_t i = 0;
-    for (const T& value : values) result(++i) = value;
-    return result;
-}
+using testing_support::list;
+using testing_support::reports;
 
 // WAF wells 1 I1 (injector 1), 2..5 P1..P4 (producers 1..4). Rows 1-4: I1's partners P1..P4 at
 // 100 k; row 5: I1's total (1000; water 900, efficiency 0.9); rows 6-9: producer k's partner I1.
@@ -49,20 +45,13 @@ std::shared_ptr<rvWAFSet> fiveSpot() {
     return set;
 }
 
-std::vector<std::string> reports() {
-    std::vector<std::string> texts;
-    for (const auto& m : errorReporter().recentMessages()) texts.push_back(m.message);
-    return texts;
-}
-
 std::string objectError(const std::string& member) {
     return "Error:Object variable or With block variable not set (No.91) In [rvStreamSet (Code) "
            "(rvStreamSet." + member + ")] ";
 }
 
-class DatasetWAF : public ::testing::Test {
+class DatasetWAF : public testing_support::ReportClearingTest {
 protected:
-    void SetUp() override { errorReporter().clearRecentMessages(); }
 
     rvStreamSet dataset;
     Array<float> sRate;

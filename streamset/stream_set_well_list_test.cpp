@@ -4,15 +4,16 @@
 #include <vector>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 
 namespace tkstream63 {
 namespace {
 
-Array<std::string> texts(const std::vector<std::string>& values, int32_t lower = 1) {
-    Array<std::string> list(lower, lower + static_cast<int32_t>(values.size()) - 1);
-    for (size_t i = 0; i < values.size(); ++i) list(lower + static_cast<int32_t>(i)) = values[i];
-    return list;
+using testing_support::lastReport;
+
+Array<std::string> texts(std::initializer_list<std::string> values, int32_t lower = 1) {
+    return testing_support::list(values, lower);
 }
 
 class WellList : public ::testing::Test {
@@ -86,7 +87,7 @@ TEST_F(WellList, ListWithoutElementOneIsReported) {
     errorReporter().clearRecentMessages();
     set.SetWellList(texts({"P1", "P2"}, 2), qOK);
     EXPECT_FALSE(qOK);
-    EXPECT_EQ(errorReporter().recentMessages().back().message,
+    EXPECT_EQ(lastReport(),
               "Error:Subscript out of range (No.9) In [rvStreamSet (Code) "
               "(rvStreamSet.SetWellList)] ");
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 
 namespace tkstream63 {
@@ -17,22 +18,12 @@ struct WellLookupTestAccess {
 
 namespace {
 
-template <class T>
-Array<T> oneBased(std::initializer_list<T> values) {
-    Array<T> array(1, static_cast<int32_t>(values.size()));
-    int32_t i = 1;
-    for (const T& value : values) array(i++) = value;
-    return array;
-}
-
-std::string lastReport() {
-    const auto messages = errorReporter().recentMessages();
-    return messages.empty() ? std::string() : messages.back().message;
-}
+using testing_support::lastReport;
+using testing_support::list;
 
 void storeNames(rvStreamSet& set, std::initializer_list<std::string> names) {
     bool qOK = false;
-    set.setWellNames(oneBased<std::string>(names), static_cast<int32_t>(names.size()), qOK);
+    set.setWellNames(list<std::string>(names), static_cast<int32_t>(names.size()), qOK);
     EXPECT_TRUE(qOK);
 }
 
@@ -79,7 +70,7 @@ TEST(StreamSetWells, TableGrowsAndNeverShrinks) {
     EXPECT_TRUE(qOK);
     EXPECT_EQ(set.NumberWells(), 0);
 
-    set.setWellTypes(oneBased({1, 2, 3}), 3, qOK);
+    set.setWellTypes(list({1, 2, 3}), 3, qOK);
     EXPECT_EQ(set.NumberWells(), 3);
     Array<bool> defined, locationDefined;
     set.getWellsDefined(defined, count, qOK);
@@ -91,7 +82,7 @@ TEST(StreamSetWells, TableGrowsAndNeverShrinks) {
         EXPECT_EQ(x(i) + y(i) + z(i), 0.0f);
     }
 
-    set.setWellTypes(oneBased({7}), 1, qOK);
+    set.setWellTypes(list({7}), 1, qOK);
     Array<int32_t> types(0, 9);
     set.getWellTypes(types, count, qOK);
     EXPECT_EQ(count, 3);
@@ -100,8 +91,8 @@ TEST(StreamSetWells, TableGrowsAndNeverShrinks) {
     EXPECT_EQ(types(1), 7);
     EXPECT_EQ(types(3), 3);
 
-    set.setWellNames(oneBased<std::string>({"A", "B"}), 2, qOK);
-    set.setWellNames(oneBased<std::string>({"C", ""}), 2, qOK);  // empty keeps "B"
+    set.setWellNames(list<std::string>({"A", "B"}), 2, qOK);
+    set.setWellNames(list<std::string>({"C", ""}), 2, qOK);  // empty keeps "B"
     Array<std::string> names;
     set.getWellNames(names, count, qOK);
     EXPECT_EQ(names(1), "C");
@@ -112,14 +103,14 @@ TEST(StreamSetWells, TableGrowsAndNeverShrinks) {
 TEST(StreamSetWells, ShortCallerArrayKeepsEarlierWellsAndReports) {
     rvStreamSet set;
     bool qOK = true;
-    set.setWellNames(oneBased<std::string>({"A", "B"}), 3, qOK);
+    set.setWellNames(list<std::string>({"A", "B"}), 3, qOK);
     EXPECT_FALSE(qOK);
     EXPECT_EQ(set.NumberWells(), 3);
     EXPECT_EQ(set.getWellName(2), "B");
     EXPECT_EQ(lastReport(), "Error:Subscript out of range (No.9) In [rvStreamSet (Code) "
                             "(rvStreamSet.setWellNames)] ");
 
-    set.setWellLocationsDefined(oneBased({false}), 2, qOK);
+    set.setWellLocationsDefined(list({false}), 2, qOK);
     EXPECT_FALSE(qOK);
     EXPECT_EQ(lastReport(), "Error:Subscript out of range (No.9) In [rvStreamSet (Code) "
                             "(rvStreamSet.setWellDefined)] ");
@@ -127,7 +118,7 @@ TEST(StreamSetWells, ShortCallerArrayKeepsEarlierWellsAndReports) {
     set.getWellLocationDefined(1, defined, qOK);
     EXPECT_FALSE(defined);
 
-    set.setWellLocations(oneBased({1.0f, 2.0f}), oneBased({3.0f, 4.0f}), oneBased({5.0f}), 2, qOK);
+    set.setWellLocations(list({1.0f, 2.0f}), list({3.0f, 4.0f}), list({5.0f}), 2, qOK);
     EXPECT_FALSE(qOK);
     float x = 0, y = 0, z = 0;
     set.getWellLocation(1, x, y, z, qOK);
@@ -137,8 +128,8 @@ TEST(StreamSetWells, ShortCallerArrayKeepsEarlierWellsAndReports) {
 TEST(StreamSetWells, InvalidNumbersLeaveOutputsAloneExceptGetWellTypesQOK) {
     rvStreamSet set;
     bool qOK = false;
-    set.setWellTypes(oneBased({1, 2, 3}), 3, qOK);
-    set.setWellDefined(oneBased({false}), 1, qOK);
+    set.setWellTypes(list({1, 2, 3}), 3, qOK);
+    set.setWellDefined(list({false}), 1, qOK);
 
     int32_t type = -5;
     for (const int32_t iWell : {0, 4, 99}) {
@@ -176,10 +167,10 @@ TEST(StreamSetWells, ByNameGettersTreatAnUnknownNameAsInvalid) {
     rvStreamSet set;
     storeNames(set, {"P1", "I1"});
     bool qOK = false;
-    set.setWellTypes(oneBased({1, 2}), 2, qOK);
-    set.setWellLocations(oneBased({1.0f, 2.0f}), oneBased({3.0f, 4.0f}), oneBased({5.0f, 6.0f}), 2,
+    set.setWellTypes(list({1, 2}), 2, qOK);
+    set.setWellLocations(list({1.0f, 2.0f}), list({3.0f, 4.0f}), list({5.0f, 6.0f}), 2,
                          qOK);
-    set.setWellLocationsDefined(oneBased({true, false}), 2, qOK);
+    set.setWellLocationsDefined(list({true, false}), 2, qOK);
 
     int32_t type = -5;
     set.getWellNameType("nowhere", type, qOK);
@@ -209,21 +200,21 @@ TEST(StreamSetWells, ListsResolveNamesAndNumbers) {
     storeNames(set, {"P1", "I1"});
     bool qOK = false;
     Array<int32_t> numbers(1, 3);
-    set.getListOfWellNumbers(oneBased<std::string>({"i1", "X", "P1"}), 3, numbers, qOK);
+    set.getListOfWellNumbers(list<std::string>({"i1", "X", "P1"}), 3, numbers, qOK);
     EXPECT_TRUE(qOK);
     EXPECT_EQ(numbers(1), 2);
     EXPECT_EQ(numbers(2), -1);
     EXPECT_EQ(numbers(3), 1);
 
     Array<int32_t> tooShort(1, 1);
-    set.getListOfWellNumbers(oneBased<std::string>({"I1", "P1"}), 2, tooShort, qOK);
+    set.getListOfWellNumbers(list<std::string>({"I1", "P1"}), 2, tooShort, qOK);
     EXPECT_FALSE(qOK);
     EXPECT_EQ(tooShort(1), 2);
     EXPECT_EQ(lastReport(), "Error:Subscript out of range (No.9) In [rvStreamSet (Code) "
                             "(rvStreamSet.getListOfWellNumbers)] ");
 
     Array<std::string> names(0, 0);
-    set.getListOfWellNames(oneBased({2, 0, 1, 3}), 4, names, qOK);
+    set.getListOfWellNames(list({2, 0, 1, 3}), 4, names, qOK);
     EXPECT_TRUE(qOK);
     EXPECT_EQ(names.lbound(), 1);
     EXPECT_EQ(names(1), "I1");

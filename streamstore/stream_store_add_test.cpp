@@ -187,7 +187,7 @@ TEST_F(StoreTest, AddDataSetNeverWritesItsFlagAndRefusesAnEmptyReference) {
     bool qOK = true;
     store.AddDataSet(nullptr, qOK);
     EXPECT_TRUE(
-        reported("Error:Object variable or With block variable not set (No.91) In "
+        anyReportContains("Error:Object variable or With block variable not set (No.91) In "
                  "[rvStreamStore (Code) (AddItem)] "));
     EXPECT_TRUE(qOK);
     EXPECT_EQ(store.NumberOfStreamSets(), 2);
@@ -196,7 +196,7 @@ TEST_F(StoreTest, AddDataSetNeverWritesItsFlagAndRefusesAnEmptyReference) {
     store.CheckPreviouslyLoaded(nullptr, found, qOK);
     EXPECT_EQ(found, -1);
     EXPECT_FALSE(qOK);
-    EXPECT_TRUE(reported("(No.91) In [rvStreamStore (Code) (CheckPreviouslyLoaded)] "));
+    EXPECT_TRUE(anyReportContains("(No.91) In [rvStreamStore (Code) (CheckPreviouslyLoaded)] "));
 }
 
 }  // namespace

@@ -4,13 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <deque>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 #include "streamstore/stream_store.hpp"
 
 namespace tkstream63::store_test {
@@ -27,17 +27,14 @@ inline std::shared_ptr<rvStreamSet> makeDataSet(const std::string& origin,
     return dataSet;
 }
 
-template <class T>
-Array<T> arrayOf(const std::vector<T>& values, int32_t lower = 1) {
-    Array<T> array(lower, lower + static_cast<int32_t>(values.size()) - 1);
-    for (size_t k = 0; k < values.size(); ++k) array(lower + static_cast<int32_t>(k)) = values[k];
-    return array;
-}
+using testing_support::anyReportContains;
+using testing_support::reports;
+
 inline Array<int32_t> longArray(const std::vector<int32_t>& values, int32_t lower = 1) {
-    return arrayOf(values, lower);
+    return testing_support::list(values, lower);
 }
 inline Array<std::string> textArray(const std::vector<std::string>& values) {
-    return arrayOf(values);
+    return testing_support::list(values);
 }
 
 // Every test starts with a dialog that answers from a script (cancel once it runs dry), so no
@@ -72,17 +69,6 @@ protected:
         for (const auto& name : names) store.AddItem(makeDataSet(name));
     }
 
-    static std::vector<std::string> reports() {
-        std::vector<std::string> texts;
-        for (const auto& reported : errorReporter().recentMessages())
-            texts.push_back(reported.message);
-        return texts;
-    }
-    static bool reported(const std::string& text) {
-        const auto texts = reports();
-        return std::any_of(texts.begin(), texts.end(),
-                           [&](const std::string& t) { return t.find(text) != std::string::npos; });
-    }
 
     std::shared_ptr<ScriptedDialog> dialog;
     rvStreamStore store;

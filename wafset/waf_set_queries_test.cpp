@@ -8,23 +8,14 @@
 #include <utility>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 #include "wafset/waf_set.hpp"
 
 namespace tkstream63 {
 namespace {
 
-template <class T>
-Array<T> list(std::initializer_list<T> values) {
-    Array<T> result(1, static_cast<int32_t>(values.size()));
-    int32_t i = 0;
-    for (const T& value : values) result(++i) = value;
-    return result;
-}
-
-std::string lastReport() {
-    const auto messages = errorReporter().recentMessages();
-    return messages.empty() ? std::string() : messages.back().message;
-}
+using testing_support::lastReport;
+using testing_support::list;
 
 // Wells: 1 I1 (injector 1), 2..5 P1..P4 (producers 1..4). WAF rows, 9 columns:
 //   1-4   I1's partners P1..P4: column 2 = 100 k, column 3 = 10 k

@@ -8,17 +8,13 @@
 #include <string>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 
 namespace tkstream63 {
 namespace {
 
-template <class T>
-Array<T> list(std::initializer_list<T> values) {
-    Array<T> result(1, static_cast<int32_t>(values.size()));
-    int32_t i = 0;
-    for (const T& value : values) result(++i) = value;
-    return result;
-}
+using testing_support::lastReport;
+using testing_support::list;
 
 std::string wellName(const rvWAFSet& set, int32_t iWell) {
     std::string name;
@@ -27,14 +23,8 @@ std::string wellName(const rvWAFSet& set, int32_t iWell) {
     return name;
 }
 
-std::string lastReport() {
-    const auto messages = errorReporter().recentMessages();
-    return messages.empty() ? std::string() : messages.back().message;
-}
-
-class WAFSetModel : public ::testing::Test {
+class WAFSetModel : public testing_support::ReportClearingTest {
 protected:
-    void SetUp() override { errorReporter().clearRecentMessages(); }
     rvWAFSet set;
     bool qOK = false;
 };
