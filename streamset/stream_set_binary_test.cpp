@@ -39,7 +39,7 @@ protected:
 TEST_F(StreamSetBinaryTest, RecordSequenceFollowsTheLayout) {
     rvStreamSet set;
     bool ok = false;
-    set.setWellTypes(arrayOf<int32_t>({1, 2}), 2, ok);
+    set.setWellTypes(list<int32_t>({1, 2}), 2, ok);
     set.SetWellList(Array<std::string>(1, 0), ok);  // an empty list: no "IWELLLIST", no "ZWELLLIST"
     set.setDRTLimits(1.0f, 2.0f, ok);
     set.setTOFLimits(3.0f, 4.0f, ok);
@@ -86,7 +86,7 @@ TEST_F(StreamSetBinaryTest, RoundTripKeepsEveryFieldInBothForms) {
         EXPECT_TRUE(importSet(copy, path("full.rec")));
         std::string difference;
         EXPECT_TRUE(copy.sameContents(*original, difference)) << difference;
-        EXPECT_TRUE(reportedErrors().empty());
+        EXPECT_TRUE(reports().empty());
         // A spot check through the public members as well.
         EXPECT_EQ(copy.getWellName(3), "I1");
         EXPECT_EQ(copy.UCaseTVDisplayRoot(), "DISPLAY ROOT");
@@ -119,7 +119,7 @@ TEST_F(StreamSetBinaryTest, OlderLayoutsAndUnknownRecordsLoad) {
     set.WellListSet(true);
     set.UseWellList(true);
     EXPECT_TRUE(importSet(set, path("old.rec")));
-    EXPECT_TRUE(reportedErrors().empty());
+    EXPECT_TRUE(reports().empty());
     EXPECT_EQ(set.FileType(), 11);
     EXPECT_EQ(set.NumberWells(), 32);
     EXPECT_EQ(set.MaximumNumberWells(), 38);

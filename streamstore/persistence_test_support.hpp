@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "common/shared_objects.hpp"
+#include "common/test_support.hpp"
 #include "common/utilities.hpp"
 #include "recordfile/record_file.hpp"
 #include "recordfile/record_file_testing.hpp"
@@ -28,15 +29,11 @@ namespace tkstream63::persistence_test {
 
 using tkstream63::testing::ScratchDirectory;
 
-template <class T>
-Array<T> arrayOf(std::initializer_list<T> values, int32_t lower = 1) {
-    Array<T> array(lower, lower + static_cast<int32_t>(values.size()) - 1);
-    int32_t k = lower;
-    for (const T& value : values) array(k++) = value;
-    return array;
-}
+using testing_support::anyReportContains;
+using testing_support::list;
+using testing_support::reports;
 
-inline Array<std::string> names(std::initializer_list<std::string> values) { return arrayOf(values); }
+inline Array<std::string> names(std::initializer_list<std::string> values) { return list(values); }
 
 // A WAF set with every field set. Producers and injectors as given; with more injectors than
 // producers the last "CNT" before "WAFDATA" names no producer row, so a round trip is exact.
@@ -128,12 +125,12 @@ inline std::shared_ptr<rvStreamSet> makeDataSet(int32_t seed, bool withWaf = tru
     set->setStartDate(2, 3, 2019, ok);
 
     set->setWellNames(names({"P1", "P2", "I1", "I2"}), 4, ok);
-    set->setWellTypes(arrayOf<int32_t>({1, 1, 2, 2}), 4, ok);
-    set->setWellIndex(arrayOf<int32_t>({1, 2, 1, 2}), 4, ok);
-    set->setWellDefined(arrayOf<bool>({true, false, true, true}), 4, ok);
-    set->setWellLocations(arrayOf<float>({0, 500, 250, 250}), arrayOf<float>({0, 0, 250, 400}),
-                          arrayOf<float>({2000, 2001, 2002.5f, 2003}), 4, ok);
-    set->setWellLocationsDefined(arrayOf<bool>({true, true, false, true}), 4, ok);
+    set->setWellTypes(list<int32_t>({1, 1, 2, 2}), 4, ok);
+    set->setWellIndex(list<int32_t>({1, 2, 1, 2}), 4, ok);
+    set->setWellDefined(list<bool>({true, false, true, true}), 4, ok);
+    set->setWellLocations(list<float>({0, 500, 250, 250}), list<float>({0, 0, 250, 400}),
+                          list<float>({2000, 2001, 2002.5f, 2003}), 4, ok);
+    set->setWellLocationsDefined(list<bool>({true, true, false, true}), 4, ok);
     set->SetWellList(names({"P2", "I1", "NOWHERE"}), ok);
 
     // Connections: entry tables with their slot 0, source and sink tables.
@@ -258,19 +255,6 @@ private:
     RecordFile file_;
     RecordIO io_;
 };
-
-// Reported error texts since the last clear.
-inline std::vector<std::string> reportedErrors() {
-    std::vector<std::string> texts;
-    for (const auto& reported : errorReporter().recentMessages()) texts.push_back(reported.message);
-    return texts;
-}
-
-inline bool anyReportContains(const std::string& text) {
-    for (const auto& message : reportedErrors())
-        if (message.find(text) != std::string::npos) return true;
-    return false;
-}
 
 // Fresh reporter state and a dialog that answers from a script (cancel when it runs dry).
 class PersistenceTest : public ::testing::Test {

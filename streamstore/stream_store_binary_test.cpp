@@ -64,7 +64,7 @@ TEST_F(StoreBinaryTest, RoundTripKeepsEveryDatasetInBothForms) {
         EXPECT_TRUE(qOK);
         std::string difference;
         EXPECT_TRUE(copy.sameContents(original, difference)) << difference;
-        EXPECT_TRUE(reportedErrors().empty());
+        EXPECT_TRUE(reports().empty());
         EXPECT_EQ(attributeConstantTable().ubound(), 25);
     }
     // Export leaves the store as it was; importing again appends (renamed, the flag came back).
@@ -107,7 +107,7 @@ TEST_F(StoreBinaryTest, ImportTakesKeysAsWrittenAndAppliesFlagRules) {
     EXPECT_TRUE(store.AutomaticOverWrite());
     EXPECT_TRUE(store.AutomaticCancel());
     EXPECT_EQ(store.NumberOfStreamSets(), 0);
-    EXPECT_TRUE(reportedErrors().empty());
+    EXPECT_TRUE(reports().empty());
 
     // Fewer than four flags: the record is not applied.
     RecordScript(path("fewflags.rec"))
@@ -179,7 +179,7 @@ TEST_F(StoreBinaryTest, FlippedByteIsDetectedAndLoadsNoWrongValue) {
         rvStreamStore store;
         bool qOK = false;
         if (!loadStore(store, path("bad.rec"), qOK)) continue;  // the file is refused outright
-        EXPECT_FALSE(reportedErrors().empty());
+        EXPECT_FALSE(reports().empty());
         expectPrefixOf(store, original);
         EXPECT_TRUE(store.MainKey().empty() || store.MainKey() == original.MainKey());
         EXPECT_TRUE(store.FolderKey().empty() || store.FolderKey() == original.FolderKey());

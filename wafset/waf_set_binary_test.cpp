@@ -39,7 +39,7 @@ protected:
 TEST_F(WafSetBinaryTest, EmptySetWritesTheFixedSequenceAndNeverReportsSuccess) {
     rvWAFSet set;
     EXPECT_FALSE(exportSet(set, path("empty.rec")));
-    EXPECT_TRUE(reportedErrors().empty());  // qOK False although nothing failed
+    EXPECT_TRUE(reports().empty());  // qOK False although nothing failed
 
     const auto records = listRecords(path("empty.rec"));
     EXPECT_EQ(keywords(records), (std::vector<std::string>{"WAF>", "WAFINTE", "WAFINIT", "WAFFILE", "WAFTIME",
@@ -128,7 +128,7 @@ TEST_F(WafSetBinaryTest, ImportAppliesMinimumCountsAndKeepsWhatRecordsDoNotCover
     set.setStartDate(4, 5, 1999, ok);
     set.TimeStep(42);
     EXPECT_TRUE(importSet(set, path("short.rec")));
-    EXPECT_TRUE(reportedErrors().empty());
+    EXPECT_TRUE(reports().empty());
 
     EXPECT_EQ(set.NumberWells(), 2);
     EXPECT_EQ(set.NumberProducers(), 4);
