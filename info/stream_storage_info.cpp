@@ -9,13 +9,8 @@
 
 #include "common/errors.hpp"
 #include "common/shared_objects.hpp"
+#include "common/version.hpp"
 
-#ifndef TKSTREAM63_PRODUCT_NAME
-#define TKSTREAM63_PRODUCT_NAME "tkstream63"
-#define TKSTREAM63_VERSION_MAJOR 0
-#define TKSTREAM63_VERSION_MINOR 0
-#define TKSTREAM63_VERSION_PATCH 0
-#endif
 
 namespace tkstream63 {
 namespace {
@@ -35,11 +30,11 @@ std::string fileDateText(const std::string& path) {
 
 }  // namespace
 
-std::string rvStreamStorageInfo::productName() { return TKSTREAM63_PRODUCT_NAME; }
+std::string rvStreamStorageInfo::productName() { return kProductName; }
 
 std::string rvStreamStorageInfo::productVersion() {
-    return productName() + " v" + std::to_string(TKSTREAM63_VERSION_MAJOR) + "." +
-           std::to_string(TKSTREAM63_VERSION_MINOR) + "." + std::to_string(TKSTREAM63_VERSION_PATCH);
+    return productName() + " v" + std::to_string(kVersionMajor) + "." + std::to_string(kVersionMinor) +
+           "." + std::to_string(kVersionRevision);
 }
 
 std::string rvStreamStorageInfo::loadedLibraryFilePath() {

@@ -3,16 +3,11 @@
 #include <memory>
 
 #include "common/errors.hpp"
+#include "common/version.hpp"
 #include "info/stream_storage_info.hpp"
 #include "recordfile/constant_list.hpp"
 #include "recordfile/record_reading_loop.hpp"
 #include "streamstore/stream_store.hpp"
-
-#ifndef TKSTREAM63_VERSION_MAJOR
-#define TKSTREAM63_VERSION_MAJOR 0
-#define TKSTREAM63_VERSION_MINOR 0
-#define TKSTREAM63_VERSION_PATCH 0
-#endif
 
 namespace tkstream63 {
 
@@ -39,9 +34,7 @@ struct rvStreamStore::BinaryForm {
         RecordWriter writer(io, file, false, kSource, "BINARYEXPORT");
         writer.marker("STREAMSTORE>");
         writer.record("APP", "CHAR", {rvStreamStorageInfo::productName()});
-        writer.record("APPVERSION", "INTE",
-                      {int16_t{TKSTREAM63_VERSION_MAJOR}, int16_t{TKSTREAM63_VERSION_MINOR},
-                       int16_t{TKSTREAM63_VERSION_PATCH}});
+        writer.record("APPVERSION", "INTE", {kVersionMajor, kVersionMinor, kVersionRevision});
         bool constantsWritten = false;
         EXPORTBINARYCONSTANTLIST(io, file, constantsWritten);
         const auto flags = flagFields(s);
