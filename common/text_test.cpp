@@ -66,10 +66,11 @@ TEST(Text, LongsRoundHalfToEvenAndBadTextIsRefused) {
 }
 
 TEST(Variant, ConversionsFollowTheValueType) {
-    EXPECT_TRUE(Variant().isEmpty());
-    EXPECT_EQ(Variant().toText(), "");
-    EXPECT_EQ(Variant().toLong(), 0);
-    EXPECT_FALSE(Variant().toBoolean());
+    const Variant empty;
+    EXPECT_TRUE(empty.isEmpty());
+    EXPECT_EQ(empty.toText(), "");
+    EXPECT_EQ(empty.toLong(), 0);
+    EXPECT_FALSE(empty.toBoolean());
     EXPECT_EQ(Variant(2.5).toLong(), 2);
     EXPECT_EQ(Variant(3.5f).toLong(), 4);
     EXPECT_EQ(Variant(true).toLong(), -1);
