@@ -26,6 +26,17 @@ public:
         redim(lower1, upper1, lower2, upper2);
     }
 
+    // An array over a block owned by someone else (an adapter handing a host's array to the
+    // library without copying it). Elements are read and written in place; re-dimensioning gives
+    // the array a block of its own and leaves the borrowed one alone. The block must outlive the
+    // array.
+    static Array borrow(T* block, int32_t lower, int32_t upper) {
+        return borrowed(block, 1, {lower, 0}, {upper, 0});
+    }
+    static Array borrow(T* block, int32_t lower1, int32_t upper1, int32_t lower2, int32_t upper2) {
+        return borrowed(block, 2, {lower1, lower2}, {upper1, upper2});
+    }
+
     Array(const Array& other) { assignFrom(other); }
     Array& operator=(const Array& other) {
         if (this != &other) assignFrom(other);
@@ -126,6 +137,29 @@ private:
         int32_t first;
         int32_t second;
     };
+    // Frees the block unless it was borrowed.
+    struct BlockDeleter {
+        bool owned = true;
+        void operator()(T* block) const noexcept {
+            if (owned) delete[] block;
+        }
+    };
+    using Block = std::unique_ptr<T[], BlockDeleter>;
+
+    static Array borrowed(T* block, int rank, Pair lower, Pair upper) {
+        Array array;
+        const int32_t lo[2] = {lower.first, lower.second};
+        const int32_t hi[2] = {upper.first, upper.second};
+        int64_t total = 1;
+        for (int d = 0; d < rank; ++d) {
+            const int64_t extent = int64_t{hi[d]} - lo[d] + 1;
+            if (extent < 0) raiseError(kErrSubscript);
+            total *= extent;
+        }
+        array.setShape(rank, lo, hi, static_cast<size_t>(total));
+        array.elements_ = Block(block, BlockDeleter{false});
+        return array;  // capacity_ stays 0, so no re-dimensioning reuses the borrowed block
+    }
 
     static void copyElements(const T* from, size_t n, T* to) {
         if (n == 0) return;
@@ -141,7 +175,7 @@ private:
     }
 
     void assignFrom(const Array& other) {
-        std::unique_ptr<T[]> copy;
+        Block copy;
         if (other.count_ > 0) {
             copy.reset(new T[other.count_]);
             copyElements(other.elements_.get(), other.count_, copy.get());
@@ -173,7 +207,7 @@ private:
             setShape(rank, lo, hi, static_cast<size_t>(total));
             return;
         }
-        std::unique_ptr<T[]> fresh;
+        Block fresh;
         if (total > 0) {
             try {
                 fresh.reset(clear || preserve ? new T[static_cast<size_t>(total)]()
@@ -231,7 +265,7 @@ private:
     int32_t upper_[2] = {-1, 0};
     size_t count_ = 0;
     size_t capacity_ = 0;  // elements the block holds; at least count_
-    std::unique_ptr<T[]> elements_;
+    Block elements_;
 };
 
 // Copies n elements from source (starting at storage offset sourceOffset) into destination
