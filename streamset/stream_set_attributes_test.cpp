@@ -98,6 +98,15 @@ TEST(StreamSetAttributes, EveryCodeReadsBackWhatItWrites) {
     for (const int32_t code : codes) setAttribute(copy, code, text(code));
     for (const int32_t code : codes) setAttribute(set, code, getAttribute(copy, code));
     for (const int32_t code : codes) EXPECT_EQ(getAttribute(set, code), text(code)) << code;
+    EXPECT_EQ((std::vector<std::string>{set.Origin(), set.FileName(), set.SourceType(), set.DateStamp(),
+                                        set.DataClass(), set.TVGroupName(), set.GroupName(),
+                                        set.DataRootPath(), set.UniqueKey(), set.TVDisplayRoot()}),
+              (std::vector<std::string>{"101", "102", "103", "104", "106", "118", "119", "120", "121", "124"}));
+    EXPECT_EQ((std::vector<int32_t>{set.Units(), set.index(), set.iStart(), set.iEnd(), set.FileType(),
+                                    set.MaxRows()}),
+              (std::vector<int32_t>{107, 108, 109, 110, 123, 125}));
+    EXPECT_TRUE(set.Unified() && !set.Formatted() && set.IsDirty());
+    EXPECT_EQ(set.SimulationTime(), 140.0f);
 }
 
 TEST(StreamSetAttributes, UnconvertibleTextKeepsTheOldValueAndIsReported) {
