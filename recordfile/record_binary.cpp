@@ -18,10 +18,13 @@ constexpr size_t kPreambleBytes = 12;
 // Header: keyword length, keyword, type, count, body length, padding length, header CRC.
 constexpr size_t kHeaderFixedBytes = 1 + 4 + 4 + 8 + 2 + 4;
 constexpr size_t kCrcField = 18;  // offset of the header CRC after the keyword
-// A large body is preceded by zero bytes that give it the same offset within a 4 KiB page in the
-// file as the caller's array has in memory. The system copies such writes (and reads into arrays
-// allocated alike) much faster than ones whose page offsets differ by a few bytes.
+// A large body is preceded by zero bytes that put it at a fixed offset within a 4 KiB page of the
+// file: the offset at which the C library places large heap blocks (and so the tables of Array)
+// within their page. The system copies a block between file and memory much faster when the two
+// page offsets agree than when they differ by a few bytes. The padding depends on the file alone,
+// so the same records always give the same bytes.
 constexpr size_t kPageBytes = 4096;
+constexpr size_t kBodyPageOffset = 16;
 constexpr size_t kTrailerBytes = 4;
 // Bodies move between the caller's array and the file in pieces of this size: few system calls,
 // yet small enough to stay in the cache between the system's copy and the checksum.
@@ -142,10 +145,10 @@ protected:
         const size_t width = itemWidth(type);
         if (headerPending_) {
             size_t padding = 0;
-            if (storedAsIs(type) && n * width >= kPaddedBodyBytes) {
+            if (static_cast<uint64_t>(record_.count) * width >= kPaddedBodyBytes) {
                 const auto bodyStart =
-                    static_cast<uintptr_t>(file_.position()) + kHeaderFixedBytes + record_.keyword.size();
-                padding = (reinterpret_cast<uintptr_t>(values) - bodyStart) % kPageBytes;
+                    static_cast<uint64_t>(file_.position()) + kHeaderFixedBytes + record_.keyword.size();
+                padding = (kBodyPageOffset + kPageBytes - bodyStart % kPageBytes) % kPageBytes;
             }
             if (!putHeader(static_cast<uint64_t>(record_.count) * width, padding)) return false;
         }
