@@ -104,6 +104,26 @@ TEST_F(StoreBinaryTest, SavingTheSameStoreTwiceGivesTheSameBytesInBothForms) {
     }
 }
 
+TEST_F(StoreBinaryTest, FilesOfTheFirstFormatVersionStillLoad) {
+    // Saved by the first release: the store of fillStore(2) in binary, one of its datasets as text.
+    const std::string folder = testDataFolder();
+    rvStreamStore expected;
+    fillStore(expected, 2);
+    rvStreamStore binary, formatted;
+    bool qOK = false;
+    ASSERT_TRUE(loadStore(binary, folder + "/store_v1.rec", qOK));
+    EXPECT_TRUE(qOK);
+    std::string difference;
+    EXPECT_TRUE(binary.sameContents(expected, difference)) << difference;
+    ASSERT_TRUE(loadStore(formatted, folder + "/store_v1.txt", qOK));
+    EXPECT_TRUE(qOK);
+    ASSERT_EQ(formatted.NumberOfStreamSets(), 1);
+    std::shared_ptr<rvStreamSet> loaded;
+    formatted.GetItem(1, loaded);
+    EXPECT_TRUE(loaded->sameContents(*makeDataSet(1, true), difference)) << difference;
+    EXPECT_TRUE(reports().empty());
+}
+
 TEST_F(StoreBinaryTest, ImportTakesKeysAsWrittenAndAppliesFlagRules) {
     // FolderKey is read, not recomputed; four flags leave AutomaticCancel alone; unknown records
     // of every type between the store's own are skipped.
