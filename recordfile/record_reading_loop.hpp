@@ -34,6 +34,7 @@ struct RecordHeader {
     std::string keyword;
     int32_t count = 0;
     std::string type;
+    int64_t offset = 0;  // where the record starts in the file
 };
 
 // What a dispatcher reports after one record.
@@ -72,6 +73,7 @@ private:
 // After the outermost section closed: raises the record layer's error when the file is known to
 // be cut or damaged after it.
 void checkEndAfterClosing(RecordFile& file);
+int64_t recordOffset(RecordFile& file);
 }  // namespace detail
 
 // Reads records until the section closes or the file ends. Returns true when the dispatcher
@@ -90,6 +92,7 @@ bool runReadingLoop(RecordIO& io, RecordFile& file, const ReadingLoopSettings& s
         bool headerOK = false;
         const int32_t code = io.ReadRecordHeader(file, header.keyword, header.count, header.type, headerOK);
         if (headerOK) {
+            header.offset = detail::recordOffset(file);
             step = dispatch(static_cast<const RecordHeader&>(header));
         } else if (settings.raiseOnHeaderFailure) {
             checkRecordCall(code, file);
@@ -137,10 +140,16 @@ void readPast(RecordIO& io, RecordFile& file, const RecordHeader& header);
 // no value of a damaged record stays behind.
 void readLongsInPlace(RecordIO& io, RecordFile& file, const RecordHeader& header, Array<int32_t>& table);
 void readSinglesInPlace(RecordIO& io, RecordFile& file, const RecordHeader& header, Array<float>& table);
-// Raises a damage error naming the record unless a table of `elements` values could still be
-// delivered by the rest of the file (every value takes at least one byte). Keeps a damaged
-// count from causing a large allocation.
-void requireFileHolds(const RecordFile& file, const RecordHeader& header, int64_t elements);
+
+// ---- the memory budget of a load ----
+
+// Charges memory the import is about to allocate for the record in hand (`what` says for what)
+// to the load's budget: a fixed factor times the file's size plus an allowance, one budget for
+// the whole load (RecordCodec::charge). Over the budget, raises the record layer's error naming
+// the record and its byte offset, or the truncation that made the file look too small.
+void chargeLoad(RecordFile& file, int64_t bytes, const std::string& what);
+// elements x bytesPerElement, with negative counts as none and products past 2^63 saturated.
+int64_t bytesFor(int64_t elements, int64_t bytesPerElement);
 
 // ---- writer for exporters ----
 
