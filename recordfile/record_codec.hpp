@@ -23,11 +23,19 @@ size_t itemWidth(ItemType type);
 // Longest keyword a record can carry, in bytes.
 constexpr size_t kMaxKeywordBytes = 64;
 
+// The memory one load may allocate: this many times the file's size, plus a fixed allowance.
+// Everything an import allocates is charged against it (RecordCodec::charge), so no file, however
+// made, makes a load take much more memory than the file's own size. Kept below the promise of
+// 8 x the file's size + 64 MB so that what is not charged (buffers, objects) fits too.
+constexpr int64_t kLoadMemoryFactor = 6;
+constexpr int64_t kLoadMemoryAllowance = int64_t{48} << 20;
+
 // Values in memory travel as runs of one C++ type per item type: int32_t (Inte), float (Real),
 // double (Doub), bool (Logi) and uint8_t (Byte). A null destination means "read and drop".
 class RecordCodec {
 public:
-    explicit RecordCodec(RecordFile& file) : file_(file) {}
+    explicit RecordCodec(RecordFile& file)
+        : file_(file), memoryBudget_(kLoadMemoryFactor * file.fileSize() + kLoadMemoryAllowance) {}
     virtual ~RecordCodec() = default;
     RecordCodec(const RecordCodec&) = delete;
     RecordCodec& operator=(const RecordCodec&) = delete;
@@ -40,7 +48,7 @@ public:
     bool beginRecord(const std::string& keyword, int32_t count, const std::string& typeName);
     bool writeValues(ItemType type, const void* values, size_t n);
     bool writeText(std::string_view text);
-    // The export is complete: no record is waiting for items.
+    // The export is complete: no record is waiting for items. Closes the file with its trailer.
     bool finishWriting();
 
     // ---- reading ----
@@ -56,6 +64,25 @@ public:
 
     ItemType currentType() const noexcept { return record_.type; }
     int64_t itemsLeft() const noexcept { return record_.itemsLeft; }
+    // Where the record in hand starts.
+    int64_t recordOffset() const noexcept { return record_.offset; }
+
+    // ---- the end of the file ----
+    // Fails, naming the record in hand, when the end of the file has been found cut or damaged
+    // (see recordComplete). For an importer whose outermost section has just closed: the file
+    // must end soundly after it, or the load fails.
+    virtual bool checkEnd();
+    // Nesting of the reading loops working on this file (1: the outermost).
+    int& readingDepth() noexcept { return readingDepth_; }
+
+    // ---- the memory budget of a load ----
+    // Charges bytes the caller is about to allocate for the record in hand. Over the budget the
+    // failure is recorded on the file, naming the record and what asked (`what`), and nothing
+    // further is read. When the file turns out to end early (inside a record, or without its
+    // trailer), that truncation is reported instead: a cut file can look hungrier than it is.
+    bool charge(int64_t bytes, const std::string& what);
+    int64_t memoryBudget() const noexcept { return memoryBudget_; }
+    int64_t memoryCharged() const noexcept { return memoryCharged_; }
 
     // Failures that name the current record (or, for a header, where it should have started).
     bool failRecord(int32_t code, const std::string& problem);
@@ -76,23 +103,42 @@ protected:
     virtual bool encodeValues(ItemType type, const void* values, size_t n) = 0;
     virtual bool encodeText(std::string_view text) = 0;
     virtual bool endRecordWrite() = 0;  // every announced item was written
+    virtual bool writeTrailer() = 0;    // after the last record
     // Reads the header at next.offset into next (keyword, type name, type, count, items left);
     // failures go through failHeader().
     virtual bool decodeHeader(Record& next) = 0;
     virtual bool decodeValues(ItemType type, void* values, size_t n) = 0;
     virtual bool decodeText(std::string* text) = 0;
     virtual bool endRecordRead() = 0;   // every item of the record was read
-    virtual bool passOverRest() = 0;    // the caller left part of the record unread
+    virtual bool passOverRest() = 0;    // the caller left part of the record unread (and finishes it)
+    // The record in hand has been read whole. When it is the last one, the form examines the end
+    // of the file here (its trailer) and notes what it finds in the end_ fields; it does not fail
+    // the record itself. A cut or damaged end is then reported by the next header read, or by
+    // checkEnd() for an importer that stops at its closing record.
+    virtual void recordComplete() {}
 
     RecordFile& file_;
     Record record_;
     bool exhausted_ = false;  // a header could not be read: nothing further is readable
+    bool cleanEnd_ = false;   // reading stopped at the intact end of the file
     int64_t headerOffset_ = 0;  // where the header being read starts
+    int64_t recordsDone_ = 0;   // records written, or read whole or in part (1 = the first)
+    // What the end of the file was found to be.
+    bool endChecked_ = false;   // examined
+    bool endVerified_ = false;  // intact: every record was read and the trailer agrees
+    int32_t endCode_ = kRecordOK;
+    std::string endProblem_;    // what is wrong with it, for the next header read
 
 private:
+    // Reads on to the end without loading values; true when the file ends early.
+    bool endsEarly();
     bool checkWritable(ItemType type, size_t n);
     bool afterItemsWritten(size_t n);
     bool afterItemsRead(size_t n);
+
+    int64_t memoryBudget_;
+    int64_t memoryCharged_ = 0;
+    int readingDepth_ = 0;
 };
 
 std::unique_ptr<RecordCodec> makeBinaryCodec(RecordFile& file);
