@@ -8,8 +8,9 @@ namespace tkstream63 {
 
 rvStreamStore::rvStreamStore() { ReInitialise(); }
 
-// Releasing the list releases every dataset that the store alone held.
-rvStreamStore::~rvStreamStore() = default;
+// Releasing the list releases every dataset that the store alone held; the index lets go of
+// them first.
+rvStreamStore::~rvStreamStore() { index_.clear(); }
 
 int32_t rvStreamStore::NumberOfStreamSets() const { return iNextSlot_ - 1; }
 
@@ -42,6 +43,7 @@ void rvStreamStore::requireDataSet(const std::shared_ptr<rvStreamSet>& cDataSet)
 }
 
 void rvStreamStore::emptyStore() {
+    index_.clear();
     cDataSets_.assign(1, nullptr);
     iNextSlot_ = 1;
 }
@@ -50,11 +52,18 @@ void rvStreamStore::appendDataSet(const std::shared_ptr<rvStreamSet>& cDataSet, 
     // Everything that can fail comes before the first change.
     auto spare = freshSpare ? std::make_shared<rvStreamSet>() : nullptr;
     cDataSets_.push_back(std::move(spare));
+    index_.put(iNextSlot_, *cDataSet);
     slot(iNextSlot_) = cDataSet;
     AddedDataSetPos_ = iNextSlot_;
     OverWrittenDataSet_ = false;
     ++iNextSlot_;
     qModified_ = true;
+}
+
+void rvStreamStore::putDataSet(int32_t iDataSet, const std::shared_ptr<rvStreamSet>& cDataSet) {
+    // The spare slot is never examined by the sameness tests, so it is not filed.
+    if (iDataSet < iNextSlot_) index_.put(iDataSet, *cDataSet);
+    slot(iDataSet) = cDataSet;
 }
 
 void rvStreamStore::AddItem(const std::shared_ptr<rvStreamSet>& cNewDataSet) {
@@ -77,7 +86,7 @@ bool rvStreamStore::SetItem(int32_t iDataSet, const std::shared_ptr<rvStreamSet>
     runTrapped(kSource, "SetItem", [&] {
         if (!ValidIndex(iDataSet)) return;
         requireDataSet(cStreamSet);
-        slot(iDataSet) = cStreamSet;
+        putDataSet(iDataSet, cStreamSet);
         AddedDataSetPos_ = iDataSet;
         OverWrittenDataSet_ = true;
         result = true;
@@ -154,6 +163,7 @@ void rvStreamStore::DeleteItems(const Array<int32_t>& iDataSet) {
         }
         if (j == iNextSlot_) return;
         kept.push_back(nullptr);  // the spare slot stays empty
+        index_.clear();
         cDataSets_ = std::move(kept);
         iNextSlot_ = j;
     });
@@ -162,6 +172,7 @@ void rvStreamStore::DeleteItems(const Array<int32_t>& iDataSet) {
 void rvStreamStore::ReInitialise() {
     runTrapped(kSource, "ReInitialise", [&] {
         auto spare = std::make_shared<rvStreamSet>();
+        index_.clear();
         cDataSets_.assign(1, std::move(spare));
         iNextSlot_ = 1;
         qModified_ = false;

@@ -19,6 +19,7 @@
 
 #include "common/bounded_array.hpp"
 #include "streamset/stream_set.hpp"
+#include "streamstore/sameness_index.hpp"
 
 namespace tkstream63 {
 
@@ -82,6 +83,8 @@ private:
     // Puts the dataset into the spare slot and opens a new spare slot, with a fresh dataset in
     // it or empty.
     void appendDataSet(const std::shared_ptr<rvStreamSet>& cDataSet, bool freshSpare);
+    // Writes slot 1 .. iNextSlot (the spare slot included) and keeps the index in step.
+    void putDataSet(int32_t iDataSet, const std::shared_ptr<rvStreamSet>& cDataSet);
     void refreshFolderKey();
 
     // Slot k of the list is element k - 1; the vector always holds iNextSlot_ elements.
@@ -94,6 +97,9 @@ private:
     std::string FolderKey_;
     int32_t AddedDataSetPos_ = 0;
     bool OverWrittenDataSet_ = false;
+    // The sameness tests' lookup tables over slots 1 .. iNextSlot - 1. Every change of the list
+    // goes through appendDataSet, putDataSet, emptyStore or tells the index to start again.
+    SamenessIndex index_{cDataSets_};
     // ==== end collection ====
 
     // ==== adding and duplicates ====
