@@ -33,6 +33,7 @@ void rvStreamStore::refreshFolderKey() {
 }
 
 rvStreamSet& rvStreamStore::dataSetAt(int32_t iDataSet) const {
+    if (iDataSet == iNextSlot_) spareUntouched_ = false;
     const auto& stored = slot(iDataSet);
     if (!stored) raiseError(kErrObjectNotSet);
     return *stored;
@@ -42,16 +43,26 @@ void rvStreamStore::requireDataSet(const std::shared_ptr<rvStreamSet>& cDataSet)
     if (!cDataSet) raiseError(kErrObjectNotSet);
 }
 
+const std::shared_ptr<rvStreamSet>& rvStreamStore::handOut(int32_t iDataSet) {
+    if (iDataSet == iNextSlot_) spareUntouched_ = false;
+    return slot(iDataSet);
+}
+
 void rvStreamStore::emptyStore() {
     index_.clear();
     cDataSets_.assign(1, nullptr);
     iNextSlot_ = 1;
+    spareUntouched_ = false;
 }
 
 void rvStreamStore::appendDataSet(const std::shared_ptr<rvStreamSet>& cDataSet, bool freshSpare) {
-    // Everything that can fail comes before the first change.
-    auto spare = freshSpare ? std::make_shared<rvStreamSet>() : nullptr;
-    cDataSets_.push_back(std::move(spare));
+    // Everything that can fail comes before the first change. A fresh spare that nobody has
+    // reached is still fresh, so it moves on rather than being replaced by another.
+    const bool moveSpare = freshSpare && spareUntouched_ && slot(iNextSlot_).use_count() == 1;
+    auto spare = freshSpare && !moveSpare ? std::make_shared<rvStreamSet>() : nullptr;
+    cDataSets_.emplace_back();
+    cDataSets_.back() = moveSpare ? std::move(slot(iNextSlot_)) : std::move(spare);
+    spareUntouched_ = freshSpare;
     index_.put(iNextSlot_, *cDataSet);
     slot(iNextSlot_) = cDataSet;
     AddedDataSetPos_ = iNextSlot_;
@@ -63,6 +74,7 @@ void rvStreamStore::appendDataSet(const std::shared_ptr<rvStreamSet>& cDataSet, 
 void rvStreamStore::putDataSet(int32_t iDataSet, const std::shared_ptr<rvStreamSet>& cDataSet) {
     // The spare slot is never examined by the sameness tests, so it is not filed.
     if (iDataSet < iNextSlot_) index_.put(iDataSet, *cDataSet);
+    if (iDataSet == iNextSlot_) spareUntouched_ = false;
     slot(iDataSet) = cDataSet;
 }
 
@@ -98,7 +110,7 @@ bool rvStreamStore::GetItem(int32_t iDataSet, std::shared_ptr<rvStreamSet>& cNew
     bool result = false;
     runTrapped(kSource, "GetFilename", [&] {
         if (!ValidIndex(iDataSet)) return;
-        cNewDataSet = slot(iDataSet);
+        cNewDataSet = handOut(iDataSet);
         result = true;
     });
     return result;
@@ -106,7 +118,7 @@ bool rvStreamStore::GetItem(int32_t iDataSet, std::shared_ptr<rvStreamSet>& cNew
 
 bool rvStreamStore::GetDataSet(int32_t iDataSet, std::shared_ptr<rvStreamSet>& cStreamSet) {
     runTrapped(kSource, "GetDataSet", [&] {
-        if (ValidIndex(iDataSet)) cStreamSet = slot(iDataSet);
+        if (ValidIndex(iDataSet)) cStreamSet = handOut(iDataSet);
     });
     return true;
 }
@@ -166,6 +178,7 @@ void rvStreamStore::DeleteItems(const Array<int32_t>& iDataSet) {
         index_.clear();
         cDataSets_ = std::move(kept);
         iNextSlot_ = j;
+        spareUntouched_ = false;
     });
 }
 
@@ -175,6 +188,7 @@ void rvStreamStore::ReInitialise() {
         index_.clear();
         cDataSets_.assign(1, std::move(spare));
         iNextSlot_ = 1;
+        spareUntouched_ = true;
         qModified_ = false;
         AutomaticOverWrite_ = false;
         AutomaticRename_ = false;

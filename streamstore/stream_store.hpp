@@ -76,6 +76,8 @@ private:
     }
     // The dataset in a valid slot; error 91 when the slot holds nothing.
     rvStreamSet& dataSetAt(int32_t iDataSet) const;
+    // The reference in a valid slot, to hand out.
+    const std::shared_ptr<rvStreamSet>& handOut(int32_t iDataSet);
     // Error 91 for an empty reference handed in by the caller.
     static void requireDataSet(const std::shared_ptr<rvStreamSet>& cDataSet);
     // Slot 1 empty, no datasets.
@@ -100,6 +102,9 @@ private:
     // The sameness tests' lookup tables over slots 1 .. iNextSlot - 1. Every change of the list
     // goes through appendDataSet, putDataSet, emptyStore or tells the index to start again.
     SamenessIndex index_{cDataSets_};
+    // True while the spare slot holds the fresh dataset the store made and nothing has reached
+    // it since: an append can then move it on to the new spare slot instead of making another.
+    mutable bool spareUntouched_ = false;
     // ==== end collection ====
 
     // ==== adding and duplicates ====
