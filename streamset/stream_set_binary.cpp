@@ -466,6 +466,7 @@ void rvStreamSet::BINARYIMPORT(RecordFile& cFILETYPE, bool& qOK) {
     });
     // A node table sized by its bounds record whose values never came holds nothing read.
     if (cursor.nodeTableUnfilled) StreamLines_.fill(0.0f);
+    identityWatchers_.notify();
 }
 
 bool rvStreamSet::sameContents(const rvStreamSet& other, std::string& difference) const {
