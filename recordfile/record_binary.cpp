@@ -224,8 +224,11 @@ protected:
         crc_ = 0;
         damaged_ = false;
         recordEnd_ = file_.position() + static_cast<int64_t>(padding + bodyBytes + trailerBytes);
+        bodyStart_ = file_.position() + static_cast<int64_t>(padding);
         return skipPadding(padding, next.keyword);
     }
+
+    int64_t bodyOffset() const override { return bodyStart_; }
 
     bool decodeValues(ItemType type, void* values, size_t n) override {
         if (damaged_) return markDamaged("an earlier item could not be read");
@@ -352,6 +355,7 @@ private:
     uint64_t bodyLeft_ = 0;     // body bytes of the current record not yet read
     uint64_t bodyBytes_ = 0;
     int64_t recordEnd_ = 0;     // where the next record starts
+    int64_t bodyStart_ = 0;     // where the current record's body starts
     bool damaged_ = false;      // the current record's body cannot be trusted any more
     std::vector<uint8_t> scratch_;
 };

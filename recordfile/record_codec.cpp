@@ -144,6 +144,24 @@ bool RecordCodec::readText(std::string* text) {
     return checkReadable(ItemType::Char, 1) && decodeText(text) && afterItemsRead(1);
 }
 
+RecordLayout RecordCodec::currentLayout() const {
+    RecordLayout layout;
+    layout.headerOffset = record_.offset;
+    layout.bodyOffset = bodyOffset();
+    layout.itemWidth = itemWidth(record_.type);
+    if (layout.bodyOffset >= 0) layout.bodyBytes = record_.count * static_cast<int64_t>(layout.itemWidth);
+    return layout;
+}
+
+bool RecordCodec::startAt(int64_t offset) {
+    if (offset < file_.position() || offset > file_.fileSize())
+        return file_.fail(kRecordInvalidCall, "no record of '" + file_.Path() + "' can start at byte " +
+                                                  count(offset) + " from byte " + count(file_.position()));
+    record_ = Record{};
+    record_.offset = offset;
+    return file_.skipBytes(offset - file_.position());
+}
+
 // ---- messages ----
 
 bool RecordCodec::failRecord(int32_t code, const std::string& problem) {

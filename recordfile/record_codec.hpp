@@ -23,6 +23,15 @@ size_t itemWidth(ItemType type);
 // Longest keyword a record can carry, in bytes.
 constexpr size_t kMaxKeywordBytes = 64;
 
+// Where the record in hand lies in the file. The binary form stores fixed-width items at fixed
+// offsets, so a reader can go straight to item i of a body: bodyOffset + i * itemWidth.
+struct RecordLayout {
+    int64_t headerOffset = 0;  // where the record starts
+    int64_t bodyOffset = -1;   // first body byte; -1 where the form has no fixed layout (text)
+    int64_t bodyBytes = 0;
+    size_t itemWidth = 0;      // bytes per item, little-endian; 0 for CHAR
+};
+
 // Values in memory travel as runs of one C++ type per item type: int32_t (Inte), float (Real),
 // double (Doub), bool (Logi) and uint8_t (Byte). A null destination means "read and drop".
 class RecordCodec {
@@ -50,6 +59,13 @@ public:
     bool readText(std::string* text);
     // True once no further record can be read.
     virtual bool atEnd() = 0;
+
+    // Layout of the record whose header was read last (before any of its items are read). The
+    // one place that knows where a body starts: the file view reads rows straight from it.
+    RecordLayout currentLayout() const;
+    // Passes over everything up to offset (a record start at or after the current position), so
+    // that the next readHeader reads the record there: one section of a file, read on its own.
+    bool startAt(int64_t offset);
 
     // Whether n items of this type can be read from the current record now (fails if not).
     bool checkReadable(ItemType type, size_t n);
@@ -83,6 +99,8 @@ protected:
     virtual bool decodeText(std::string* text) = 0;
     virtual bool endRecordRead() = 0;   // every item of the record was read
     virtual bool passOverRest() = 0;    // the caller left part of the record unread
+    // First body byte of the record just decoded, or -1 where the form has no fixed layout.
+    virtual int64_t bodyOffset() const { return -1; }
 
     RecordFile& file_;
     Record record_;
