@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "recordfile/record_codec.hpp"
+
 namespace tkstream63 {
 namespace {
 
@@ -66,6 +68,19 @@ void reportEndBeforeClosing(const ReadingLoopSettings& settings, const RecordFil
     reportTrappedError("Record file '" + file.Path() + "' ends at byte " + std::to_string(file.BytesRead()) +
                            " before the closing record '" + std::string(settings.closingKeyword) + "'",
                        kErrPastEndOfFile, settings.source, settings.procedure);
+}
+
+ReadingDepth::ReadingDepth(RecordFile& file) : file_(file) {
+    if (RecordCodec* codec = file_.codec()) outermost_ = ++codec->readingDepth() == 1;
+}
+
+ReadingDepth::~ReadingDepth() {
+    if (RecordCodec* codec = file_.codec()) --codec->readingDepth();
+}
+
+void checkEndAfterClosing(RecordFile& file) {
+    RecordCodec* codec = file.codec();
+    if (codec != nullptr && file.IsReading() && !codec->checkEnd()) checkRecordCall(file.LastErrorCode(), file);
 }
 
 }  // namespace detail

@@ -40,6 +40,7 @@ struct RecordHeader {
 enum class RecordStep {
     Next,           // keep reading
     SectionClosed,  // the importer's closing record was read
+    Stopped,        // stop as if closed (a nested import failed and reported it); the end of the file is not checked
     Abandon,        // stop now; the failure has been reported already
 };
 
@@ -55,13 +56,32 @@ struct ReadingLoopSettings {
 namespace detail {
 void reportRecordFailure(const ReadingLoopSettings& settings, int32_t code, const RecordFile& file);
 void reportEndBeforeClosing(const ReadingLoopSettings& settings, const RecordFile& file);
+// Counts the reading loops nested on one file, so the outermost one can check the file's end.
+class ReadingDepth {
+public:
+    explicit ReadingDepth(RecordFile& file);
+    ~ReadingDepth();
+    ReadingDepth(const ReadingDepth&) = delete;
+    ReadingDepth& operator=(const ReadingDepth&) = delete;
+    bool outermost() const noexcept { return outermost_; }
+
+private:
+    RecordFile& file_;
+    bool outermost_ = false;
+};
+// After the outermost section closed: raises the record layer's error when the file is known to
+// be cut or damaged after it.
+void checkEndAfterClosing(RecordFile& file);
 }  // namespace detail
 
 // Reads records until the section closes or the file ends. Returns true when the dispatcher
 // reported the closing record. Errors raised by the dispatcher pass through to the caller's trap.
+// The outermost loop on a file also makes sure the file ends soundly when its section closes:
+// nothing cut or damaged was found after it.
 template <class Dispatch>
 bool runReadingLoop(RecordIO& io, RecordFile& file, const ReadingLoopSettings& settings, Dispatch&& dispatch) {
     constexpr int32_t kRecordsPerTick = 10;
+    const detail::ReadingDepth depth(file);
     RecordHeader header;
     int32_t recordsSinceTick = 0;
     bool headerFailureReported = false;
@@ -86,7 +106,11 @@ bool runReadingLoop(RecordIO& io, RecordFile& file, const ReadingLoopSettings& s
         int32_t bytesTotal = 0;
         bool endOfFile = false;
         file.GetReadState(bytesRead, bytesTotal, endOfFile);
-        if (step == RecordStep::SectionClosed) return true;
+        if (step == RecordStep::Stopped) return true;
+        if (step == RecordStep::SectionClosed) {
+            if (depth.outermost()) detail::checkEndAfterClosing(file);
+            return true;
+        }
         if (endOfFile) break;
     }
     if (!headerFailureReported) detail::reportEndBeforeClosing(settings, file);

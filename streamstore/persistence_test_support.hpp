@@ -7,6 +7,7 @@
 
 #include <bit>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <limits>
@@ -175,6 +176,12 @@ inline void fillStore(rvStreamStore& store, int32_t datasets) {
 }
 
 // ---- files ----
+
+// The folder of checked-in sample files.
+inline std::string testDataFolder() {
+    if (const char* source = std::getenv("TKSTREAM63_SOURCE_DIR")) return std::string(source) + "/streamstore/testdata";
+    return std::string(__FILE__).substr(0, std::string(__FILE__).rfind('/')) + "/testdata";
+}
 
 inline bool saveStore(rvStreamStore& store, const std::string& path, RecordForm form = RecordForm::Binary) {
     RecordFile file;

@@ -2,6 +2,7 @@
 // single datasets and streamlines at the offsets the index holds.
 #include "streamstore/store_file_view.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -41,7 +42,8 @@ std::string number(int64_t n) { return std::to_string(n); }
 
 // A table body in the file: its bounds as announced before it and where its values start.
 struct TableBody {
-    int64_t offset = -1;  // -1: not in the file, or not at a fixed place (formatted form)
+    const char* keyword = "";
+    RecordLayout layout;  // layout.bodyOffset -1: not in the file, or not at a fixed place (text)
     int64_t items = 0;
     int32_t bound1 = 0;
     int32_t bound2 = 0;
@@ -50,6 +52,7 @@ struct TableBody {
 struct ViewIndex {
     struct Entry {
         StoreDatasetSummary summary;
+        int64_t sectionRecord = 0;  // number of its "STREAMSET>" record
         TableBody nodes;     // rows x columns, column by column
         TableBody pointers;  // pointer columns x streamlines
         bool gridSet = false;
@@ -128,12 +131,41 @@ struct StoreFileView::State {
         }
     }
 
-    // n 4-byte values (int32 or float) of a table body from item `first` on.
-    void readItems(const TableBody& body, int64_t first, int64_t n, void* values) const {
+    // n 4-byte values (int32 or float) of a table body from item `first` on. Where the body has
+    // block checks, the blocks holding them are read whole and checked first: values of a
+    // damaged block are never returned.
+    void readItems(int32_t iDataSet, const TableBody& body, int64_t first, int64_t n, void* values) const {
         if (first < 0 || first + n > body.items)
             raiseError(kErrSubscript, "items " + number(first + 1) + " to " + number(first + n) +
                                           " lie outside a table of " + number(body.items) + " in " + named());
-        readExactly(body.offset + 4 * first, values, static_cast<size_t>(4 * n));
+        const RecordLayout& layout = body.layout;
+        const int64_t from = 4 * first;
+        const int64_t bytes = 4 * n;
+        if (layout.checksOffset < 0) {
+            readExactly(layout.bodyOffset + from, values, static_cast<size_t>(bytes));
+        } else {
+            const int64_t firstBlock = from / kBodyBlockBytes;
+            const int64_t lastBlock = (from + bytes - 1) / kBodyBlockBytes;
+            const int64_t start = firstBlock * kBodyBlockBytes;
+            const int64_t end = std::min(layout.bodyBytes, (lastBlock + 1) * kBodyBlockBytes);
+            std::vector<uint8_t> blocks(static_cast<size_t>(end - start));
+            std::vector<uint8_t> checks(static_cast<size_t>(4 * (lastBlock - firstBlock + 1)));
+            readExactly(layout.bodyOffset + start, blocks.data(), blocks.size());
+            readExactly(layout.checksOffset + 4 * firstBlock, checks.data(), checks.size());
+            for (int64_t b = firstBlock; b <= lastBlock; ++b) {
+                const int64_t at = b * kBodyBlockBytes - start;
+                const auto size = static_cast<size_t>(std::min(kBodyBlockBytes, end - start - at));
+                uint32_t stored = 0;
+                for (int k = 3; k >= 0; --k) stored = (stored << 8) | checks[static_cast<size_t>(4 * (b - firstBlock) + k)];
+                if (bodyBlockCheck(layout, static_cast<uint64_t>(b), blocks.data() + at, size) != stored)
+                    raiseError(kErrBadFileFormat,
+                               "Record '" + std::string(body.keyword) + "' of dataset " + number(iDataSet) +
+                                   " at byte " + number(layout.headerOffset) + " of '" + path +
+                                   "': checksum mismatch in block " + number(b + 1) + " (body bytes from " +
+                                   number(b * kBodyBlockBytes) + "): the block is damaged and none of its values are returned");
+            }
+            std::memcpy(values, blocks.data() + (from - start), static_cast<size_t>(bytes));
+        }
         if constexpr (std::endian::native == std::endian::big) {
             auto* words = static_cast<uint32_t*>(values);
             for (int64_t k = 0; k < n; ++k) words[k] = __builtin_bswap32(words[k]);
@@ -155,23 +187,23 @@ struct StoreFileView::State {
         if (iStream < 1 || iStream > count)
             raiseError(kErrSubscript, "streamline " + number(iStream) + " is not in dataset " + number(iDataSet) +
                                           " of " + named() + " (it holds " + number(count) + ")");
-        if (e.pointers.offset < 0 || e.pointers.bound1 < 2 || e.nodes.offset < 0)
+        if (e.pointers.layout.bodyOffset < 0 || e.pointers.bound1 < 2 || e.nodes.layout.bodyOffset < 0)
             raiseError(kErrBadFileFormat, "dataset " + number(iDataSet) + " of " + named() +
                                               " holds no streamline tables");
         int32_t entry[2] = {0, 0};
-        readItems(e.pointers, int64_t{iStream - 1} * e.pointers.bound1, 2, entry);
+        readItems(iDataSet, e.pointers, int64_t{iStream - 1} * e.pointers.bound1, 2, entry);
         return Run{entry[0], entry[1]};
     }
 
     // One column of a streamline's rows into out (nnodes values).
-    void readColumn(const ViewIndex::Entry& e, const Run& run, int32_t column, float* out) const {
+    void readColumn(int32_t iDataSet, const ViewIndex::Entry& e, const Run& run, int32_t column, float* out) const {
         const int32_t rows = e.nodes.bound1;
         if (run.first < 1 || int64_t{run.first} + run.nnodes - 1 > rows || column > e.nodes.bound2)
             raiseError(kErrSubscript, "streamline rows " + number(run.first) + " to " +
                                           number(int64_t{run.first} + run.nnodes - 1) + ", column " + number(column) +
                                           " lie outside the node table (" + number(rows) + " x " +
                                           number(e.nodes.bound2) + ") of " + named());
-        readItems(e.nodes, int64_t{column - 1} * rows + run.first - 1, run.nnodes, out);
+        readItems(iDataSet, e.nodes, int64_t{column - 1} * rows + run.first - 1, run.nnodes, out);
     }
 };
 
@@ -190,7 +222,9 @@ public:
                 inDataSet_ = true;
                 wafDepth_ = 0;
                 index_.entries.emplace_back();
-                current().summary.SectionOffset = file_.codec()->currentLayout().headerOffset;
+                const RecordLayout layout = file_.codec()->currentLayout();
+                current().summary.SectionOffset = layout.headerOffset;
+                current().sectionRecord = layout.recordNumber;
             }
             return key == "<STREAMSTORE" ? RecordStep::SectionClosed : RecordStep::Next;
         }
@@ -246,17 +280,17 @@ private:
             const Array<int32_t> v = readLongs(io_, file_, header);
             (key == "STREAMLINE" ? nodeBounds_ : pointerBounds_) = {v(1), v(2)};
         } else if (header.type == "REAL" && key == "SLINEDATA") {
-            e.nodes = body(header, nodeBounds_);
+            e.nodes = body(header, "SLINEDATA", nodeBounds_);
         } else if (header.type == "INTE" && key == "ISLINEDATA") {
-            e.pointers = body(header, pointerBounds_);
+            e.pointers = body(header, "ISLINEDATA", pointerBounds_);
         }
         // Anything else is passed over unread by the next header read.
     }
 
-    TableBody body(const RecordHeader& header, const std::pair<int32_t, int32_t>& bounds) const {
-        const RecordLayout layout = file_.codec()->currentLayout();
+    TableBody body(const RecordHeader& header, const char* keyword, const std::pair<int32_t, int32_t>& bounds) const {
         TableBody table;
-        table.offset = layout.bodyOffset;
+        table.keyword = keyword;
+        table.layout = file_.codec()->currentLayout();
         table.items = header.count;
         table.bound1 = bounds.first;
         table.bound2 = bounds.second;
@@ -336,7 +370,7 @@ bool StoreFileView::LoadDataset(int32_t iDataSet, rvStreamSet& dataSet) const {
         if (!file.OpenForReading(s.path)) raiseFileFailure(file);
         if (file.TotalBytes() != s.index.fileSize)
             raiseError(kErrBadFileFormat, s.named() + " changed since the view was opened");
-        if (!file.codec()->startAt(e.summary.SectionOffset)) raiseFileFailure(file);
+        if (!file.codec()->startAt(e.summary.SectionOffset, e.sectionRecord)) raiseFileFailure(file);
         RecordIO io;
         RecordHeader opening;
         bool ok = false;
@@ -372,10 +406,10 @@ bool StoreFileView::ReadStreamline(int32_t iDataSet, int32_t iStream, Array<floa
         table.redim(1, run.nnodes, 1, kDataColumns);
         const auto column = [&](int32_t c) { return table.data() + static_cast<size_t>(c - 1) * n; };
         if (columns >= kColumnX + 2)
-            for (int32_t c = kColumnX; c <= kColumnX + 2; ++c) s.readColumn(e, run, c, column(c));
+            for (int32_t c = kColumnX; c <= kColumnX + 2; ++c) s.readColumn(iDataSet, e, run, c, column(c));
         if (ijk) {
             std::vector<float> values(n);
-            s.readColumn(e, run, kColumnCell, values.data());
+            s.readColumn(iDataSet, e, run, kColumnCell, values.data());
             Array<int32_t> cells, i, j, k;
             cells.redimForOverwrite(1, run.nnodes);
             for (size_t r = 0; r < n; ++r) cells.data()[r] = roundToLong(values[r]);
@@ -389,8 +423,8 @@ bool StoreFileView::ReadStreamline(int32_t iDataSet, int32_t iStream, Array<floa
                 column(6)[r] = static_cast<float>(k.data()[r]);
             }
         }
-        if (columns >= kColumnTOF) s.readColumn(e, run, kColumnTOF, column(7));
-        if (columns >= kColumnDRT) s.readColumn(e, run, kColumnDRT, column(8));
+        if (columns >= kColumnTOF) s.readColumn(iDataSet, e, run, kColumnTOF, column(7));
+        if (columns >= kColumnDRT) s.readColumn(iDataSet, e, run, kColumnDRT, column(8));
         sData.swap(table);
         nCols = kDataColumns;
         nnodes = run.nnodes;
@@ -406,7 +440,7 @@ bool StoreFileView::ReadStreamlineTOF(int32_t iDataSet, int32_t iStream, Array<f
         if (run.nnodes >= 1) {
             Array<float> values;
             values.redimForOverwrite(1, run.nnodes);
-            s.readColumn(e, run, kColumnTOF, values.data());
+            s.readColumn(iDataSet, e, run, kColumnTOF, values.data());
             sTOF.swap(values);
         }
         nnodes = run.nnodes;

@@ -117,7 +117,7 @@ struct rvStreamStore::BinaryForm {
         auto dataSet = std::make_shared<rvStreamSet>();
         bool loaded = false;
         dataSet->BINARYIMPORT(file, loaded);
-        if (!loaded) return RecordStep::SectionClosed;
+        if (!loaded) return RecordStep::Stopped;
         s.AddItem(dataSet);
         return RecordStep::Next;
     }

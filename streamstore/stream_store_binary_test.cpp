@@ -79,6 +79,51 @@ TEST_F(StoreBinaryTest, RoundTripKeepsEveryDatasetInBothForms) {
     EXPECT_EQ(renamed->Origin(), "Run 11");
 }
 
+TEST_F(StoreBinaryTest, SavingTheSameStoreTwiceGivesTheSameBytesInBothForms) {
+    rvStreamStore original;
+    fillStore(original, 2);
+    // A node table large enough to get padding before its body.
+    auto large = makeDataSet(9, false);
+    Array<float> nodes(1, 70000, 1, 2);
+    for (size_t k = 0; k < nodes.size(); ++k) nodes.data()[k] = static_cast<float>(k);
+    bool ok = false;
+    large->setStreamLineData(nodes, 2, 70000, ok);
+    original.AddItem(large);
+    for (const RecordForm form : {RecordForm::Binary, RecordForm::Formatted}) {
+        SCOPED_TRACE(form == RecordForm::Binary ? "binary" : "formatted");
+        ASSERT_TRUE(saveStore(original, path("first.rec"), form));
+        ASSERT_TRUE(saveStore(original, path("second.rec"), form));
+        // A store loaded from the file holds its tables in fresh memory; its file is the same.
+        rvStreamStore copy;
+        bool qOK = false;
+        ASSERT_TRUE(loadStore(copy, path("first.rec"), qOK));
+        ASSERT_TRUE(saveStore(copy, path("third.rec"), form));
+        const auto first = readFileBytes(path("first.rec"));
+        EXPECT_TRUE(first == readFileBytes(path("second.rec")));
+        EXPECT_TRUE(first == readFileBytes(path("third.rec")));
+    }
+}
+
+TEST_F(StoreBinaryTest, FilesOfTheFirstFormatVersionStillLoad) {
+    // Saved by the first release: the store of fillStore(2) in binary, one of its datasets as text.
+    const std::string folder = testDataFolder();
+    rvStreamStore expected;
+    fillStore(expected, 2);
+    rvStreamStore binary, formatted;
+    bool qOK = false;
+    ASSERT_TRUE(loadStore(binary, folder + "/store_v1.rec", qOK));
+    EXPECT_TRUE(qOK);
+    std::string difference;
+    EXPECT_TRUE(binary.sameContents(expected, difference)) << difference;
+    ASSERT_TRUE(loadStore(formatted, folder + "/store_v1.txt", qOK));
+    EXPECT_TRUE(qOK);
+    ASSERT_EQ(formatted.NumberOfStreamSets(), 1);
+    std::shared_ptr<rvStreamSet> loaded;
+    formatted.GetItem(1, loaded);
+    EXPECT_TRUE(loaded->sameContents(*makeDataSet(1, true), difference)) << difference;
+    EXPECT_TRUE(reports().empty());
+}
+
 TEST_F(StoreBinaryTest, ImportTakesKeysAsWrittenAndAppliesFlagRules) {
     // FolderKey is read, not recomputed; four flags leave AutomaticCancel alone; unknown records
     // of every type between the store's own are skipped.
