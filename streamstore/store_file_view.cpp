@@ -70,7 +70,7 @@ struct StoreFileView::State {
     ViewIndex index;
     file_platform::FileHandle file = file_platform::kNoFile;
     mutable std::mutex errorLock;
-    std::string lastError;
+    mutable std::string lastError;
 
     ~State() { closeFile(); }
 
@@ -81,7 +81,7 @@ struct StoreFileView::State {
 
     void setLastError(std::string message) const {
         std::lock_guard lock(errorLock);
-        const_cast<State*>(this)->lastError = std::move(message);
+        lastError = std::move(message);
     }
 
     // Runs body under the library's error trap; a failure's message is also kept for LastError().
