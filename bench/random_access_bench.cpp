@@ -155,16 +155,10 @@ int main(int argc, char** argv) {
     }
     const int32_t middle = kDatasets / 2;
     const StoreDatasetSummary& section = summaries[static_cast<size_t>(middle - 1)];
-    double loadMs = 0, rawLoadMs = 0;
-    {
-        rvStreamSet set;
-        view.LoadDataset(middle, set);  // warm
-        start = Clock::now();
-        view.LoadDataset(middle, set);
-        loadMs = msSince(start);
-    }
-    {
-        std::unique_ptr<char[]> bytes(new char[static_cast<size_t>(section.SectionLength)]);
+    // The section read plainly and through the view in turns, three rounds; the best of each.
+    double loadMs = 1e30, rawLoadMs = 1e30;
+    std::unique_ptr<char[]> bytes(new char[static_cast<size_t>(section.SectionLength)]);
+    for (int round = 0; round < 3; ++round) {
         start = Clock::now();
         for (int64_t done = 0; done < section.SectionLength;) {
             const ssize_t got = ::pread(fd, bytes.get() + done, static_cast<size_t>(section.SectionLength - done),
@@ -172,8 +166,17 @@ int main(int argc, char** argv) {
             if (got <= 0) return 1;
             done += got;
         }
-        rawLoadMs = msSince(start);
+        rawLoadMs = std::min(rawLoadMs, msSince(start));
+        rvStreamSet set;
+        start = Clock::now();
+        const bool loaded = view.LoadDataset(middle, set);
+        loadMs = std::min(loadMs, msSince(start));
+        if (!loaded || set.NumberStreamlines() != streamlines) {
+            std::fprintf(stderr, "loading dataset %d failed: %s\n", middle, view.LastError().c_str());
+            return 1;
+        }
     }
+    bytes.reset();
     double fullMs = 0;
     {
         rvStreamStore store;
