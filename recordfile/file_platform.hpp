@@ -50,6 +50,9 @@ bool setFinalMode(FileHandle file, const std::string& target);
 // Bytes moved (0 from readSome at the end of the file), or -1.
 ssize_t writeSome(FileHandle file, const void* data, size_t n);
 ssize_t readSome(FileHandle file, void* data, size_t n);
+// Reads from a given offset without moving the read position, so several threads can read one
+// open file at once.
+ssize_t readAt(FileHandle file, void* data, size_t n, int64_t offset);
 // Moves the read position n bytes forward.
 bool skipForward(FileHandle file, int64_t n);
 

@@ -133,6 +133,10 @@ ssize_t writeSome(FileHandle file, const void* data, size_t n) { return ::write(
 
 ssize_t readSome(FileHandle file, void* data, size_t n) { return ::read(descriptor(file), data, n); }
 
+ssize_t readAt(FileHandle file, void* data, size_t n, int64_t offset) {
+    return ::pread(descriptor(file), data, n, static_cast<off_t>(offset));
+}
+
 bool skipForward(FileHandle file, int64_t n) { return ::lseek(descriptor(file), n, SEEK_CUR) >= 0; }
 
 bool syncFile(FileHandle file) { return ::fsync(descriptor(file)) == 0; }

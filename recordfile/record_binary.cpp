@@ -130,6 +130,15 @@ void decodeItems(ItemType type, const uint8_t* in, size_t n, void* values, size_
     }
 }
 
+// Where the check of block k of a body starts: the CRC of the record's header CRC and k, so a
+// block cannot pass for one of another record or another place.
+uint32_t blockCheckSeed(uint32_t headerCrc, uint64_t block) {
+    uint8_t prefix[8];
+    putLittle32(prefix, headerCrc);
+    putLittle32(prefix + 4, static_cast<uint32_t>(block));
+    return crc32c(0, prefix, sizeof prefix);
+}
+
 class BinaryCodec final : public RecordCodec {
 public:
     using RecordCodec::RecordCodec;
@@ -368,6 +377,15 @@ protected:
         return true;
     }
 
+    void describeBody(RecordLayout& layout) const override {
+        layout.bodyOffset = bodyEnd_ - static_cast<int64_t>(bodyBytes_);
+        layout.bodyBytes = static_cast<int64_t>(bodyBytes_);
+        if (version_ >= 2 && bodyBytes_ > 0) {
+            layout.checksOffset = bodyEnd_;
+            layout.checkSeed = headerCrc_;
+        }
+    }
+
     // The end is examined as soon as the trailer (or the end of the file) is in sight.
     void recordComplete() override {
         if (version_ >= 2 && !endChecked_ && (recordEnd_ >= recordsEnd_ || atTrailer())) lookAtEnd();
@@ -394,13 +412,7 @@ private:
         blockFill_ = 0;
         blockCrc_ = blockSeed(0);
     }
-    uint32_t blockSeed(uint64_t block) const {
-        if (version_ == 1) return 0;
-        uint8_t prefix[8];
-        putLittle32(prefix, headerCrc_);
-        putLittle32(prefix + 4, static_cast<uint32_t>(block));
-        return crc32c(0, prefix, sizeof prefix);
-    }
+    uint32_t blockSeed(uint64_t block) const { return version_ == 1 ? 0 : blockCheckSeed(headerCrc_, block); }
     void checkBody(const uint8_t* bytes, size_t n) {
         const uint64_t limit = version_ == 1 ? UINT64_MAX : kBlockBytes;
         while (n > 0) {
@@ -602,6 +614,11 @@ private:
 };
 
 }  // namespace
+
+uint32_t bodyBlockCheck(const RecordLayout& layout, uint64_t block, const uint8_t* bytes, size_t n) {
+    static_assert(kBodyBlockBytes == static_cast<int64_t>(kBlockBytes));
+    return crc32c(blockCheckSeed(layout.checkSeed, block), bytes, n);
+}
 
 std::unique_ptr<RecordCodec> makeBinaryCodec(RecordFile& file) { return std::make_unique<BinaryCodec>(file); }
 

@@ -150,6 +150,25 @@ bool RecordCodec::readText(std::string* text) {
     return checkReadable(ItemType::Char, 1) && decodeText(text) && afterItemsRead(1);
 }
 
+RecordLayout RecordCodec::currentLayout() const {
+    RecordLayout layout;
+    layout.headerOffset = record_.offset;
+    layout.recordNumber = recordsDone_;
+    layout.itemWidth = itemWidth(record_.type);
+    describeBody(layout);
+    return layout;
+}
+
+bool RecordCodec::startAt(int64_t offset, int64_t recordNumber) {
+    if (offset < file_.position() || offset > file_.fileSize() || recordNumber < 1)
+        return file_.fail(kRecordInvalidCall, "no record of '" + file_.Path() + "' can start at byte " +
+                                                  count(offset) + " from byte " + count(file_.position()));
+    record_ = Record{};
+    record_.offset = offset;
+    recordsDone_ = recordNumber - 1;
+    return file_.skipBytes(offset - file_.position());
+}
+
 // ---- the end of the file ----
 
 bool RecordCodec::checkEnd() {

@@ -23,6 +23,23 @@ size_t itemWidth(ItemType type);
 // Longest keyword a record can carry, in bytes.
 constexpr size_t kMaxKeywordBytes = 64;
 
+// Where the record in hand lies in the file. The binary form stores fixed-width items at fixed
+// offsets, so a reader can go straight to item i of a body: bodyOffset + i * itemWidth.
+struct RecordLayout {
+    int64_t headerOffset = 0;  // where the record starts
+    int64_t recordNumber = 0;  // its place in the file, 1 for the first record
+    int64_t bodyOffset = -1;   // first body byte; -1 where the form has no fixed layout (text)
+    int64_t bodyBytes = 0;
+    size_t itemWidth = 0;      // bytes per item, little-endian; 0 for CHAR
+    // Binary form 2 stores a check per block of kBodyBlockBytes after the body, 4 bytes each;
+    // -1 where there are none (version 1 has one check over the whole body).
+    int64_t checksOffset = -1;
+    uint32_t checkSeed = 0;    // what every block check of this record starts from
+};
+inline constexpr int64_t kBodyBlockBytes = int64_t{64} * 1024;
+// The check of block `block` of a body (n bytes), to compare with the one stored in the file.
+uint32_t bodyBlockCheck(const RecordLayout& layout, uint64_t block, const uint8_t* bytes, size_t n);
+
 // The memory one load may allocate: this many times the file's size, plus a fixed allowance.
 // Everything an import allocates is charged against it (RecordCodec::charge), so no file, however
 // made, makes a load take much more memory than the file's own size. Kept below the promise of
@@ -58,6 +75,14 @@ public:
     bool readText(std::string* text);
     // True once no further record can be read.
     virtual bool atEnd() = 0;
+
+    // Layout of the record whose header was read last (before any of its items are read). The
+    // one place that knows where a body starts: the file view reads rows straight from it.
+    RecordLayout currentLayout() const;
+    // Passes over everything up to offset (the start of record recordNumber, at or after the
+    // current position), so that the next readHeader reads the record there: one section of a
+    // file, read on its own. The whole-file check is then not made.
+    bool startAt(int64_t offset, int64_t recordNumber);
 
     // Whether n items of this type can be read from the current record now (fails if not).
     bool checkReadable(ItemType type, size_t n);
@@ -116,6 +141,8 @@ protected:
     // the record itself. A cut or damaged end is then reported by the next header read, or by
     // checkEnd() for an importer that stops at its closing record.
     virtual void recordComplete() {}
+    // Adds where the body of the record just decoded lies, where the form has a fixed layout.
+    virtual void describeBody(RecordLayout& /*layout*/) const {}
 
     RecordFile& file_;
     Record record_;
