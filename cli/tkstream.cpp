@@ -99,7 +99,15 @@ int runTkstream(int argc, const char* const* argv, const Console& console) noexc
             app.parse(argc, argv);
         } catch (const CLI::ParseError& e) {
             if (e.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(e, console.out, console.err);
-            console.err << "tkstream: " << e.what() << " (tkstream --help shows the usage)\n";
+            std::string problem = e.what();
+            if (argc > 1 && argv[1][0] != '-') {
+                try {
+                    app.get_subcommand(argv[1]);
+                } catch (const CLI::OptionNotFound&) {
+                    problem = "unknown subcommand '" + std::string(argv[1]) + "'";
+                }
+            }
+            console.err << "tkstream: " << problem << " (tkstream --help shows the usage)\n";
             return kExitError;
         }
         return run ? run() : kExitError;
