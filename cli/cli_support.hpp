@@ -46,6 +46,9 @@ std::string jsonString(std::string_view text);
 std::string jsonNumber(double value);
 std::string jsonNumber(float value);
 
+// Text with XML's special characters escaped, for element text and attribute values.
+std::string xmlEscaped(std::string_view text);
+
 // Rows as columns separated by two blanks, each column as wide as its widest cell; the columns
 // flagged in rightAligned are aligned right. Every line ends with a line break.
 std::string textTable(const std::vector<std::vector<std::string>>& rows, const std::vector<bool>& rightAligned);

@@ -24,20 +24,6 @@ const char* vtkTypeName() {
     return "Int64";
 }
 
-std::string attributeText(const std::string& text) {
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-            case '&': escaped += "&amp;"; break;
-            case '<': escaped += "&lt;"; break;
-            case '>': escaped += "&gt;"; break;
-            case '"': escaped += "&quot;"; break;
-            default: escaped += c;
-        }
-    }
-    return escaped;
-}
-
 class VtpWriter {
 public:
     explicit VtpWriter(bool raw) : raw_(raw) {}
@@ -47,7 +33,7 @@ public:
     template <class T>
     void array(const std::string& name, const std::vector<T>& values, int components = 1) {
         std::string head = "        <DataArray type=\"" + std::string(vtkTypeName<T>()) + "\"";
-        if (!name.empty()) head += " Name=\"" + attributeText(name) + "\"";
+        if (!name.empty()) head += " Name=\"" + xmlEscaped(name) + "\"";
         if (components > 1) head += " NumberOfComponents=\"" + std::to_string(components) + "\"";
         if (raw_) {
             xml_ += head + " format=\"appended\" offset=\"" + std::to_string(appended_.size()) + "\"/>\n";

@@ -48,13 +48,14 @@ void writeText(const LoadedStore& store, const std::vector<DataSetLine>& lines, 
         {"index", facts.indexed ? "yes" : "no"},
     };
     if (settings.isStore) {
-        about.push_back({"written by", settings.app + " v" + versionText(settings.appVersion)});
+        if (!settings.app.empty())
+            about.push_back({"written by", settings.app + " v" + versionText(settings.appVersion)});
         about.push_back({"keys", "MainKey " + inQuotes(settings.mainKey) + ", RootKey " + inQuotes(settings.rootKey) +
                                      ", FolderKey " + inQuotes(settings.folderKey)});
         std::string flags;
         for (size_t k = 0; k < settings.flags.size() && k < std::size(kFlagNames); ++k)
             flags += (k > 0 ? ", " : "") + std::string(kFlagNames[k]) + (settings.flags[k] ? " True" : " False");
-        about.push_back({"settings", flags});
+        if (!flags.empty()) about.push_back({"settings", flags});
     }
     std::string count = std::to_string(store.dataSetCount);
     if (settings.numSets && *settings.numSets != store.dataSetCount)

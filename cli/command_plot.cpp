@@ -52,20 +52,6 @@ std::string categoryColour(size_t k) {
     return colours[k % std::size(colours)];
 }
 
-std::string xmlText(const std::string& text) {
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-            case '&': escaped += "&amp;"; break;
-            case '<': escaped += "&lt;"; break;
-            case '>': escaped += "&gt;"; break;
-            case '"': escaped += "&quot;"; break;
-            default: escaped += c;
-        }
-    }
-    return escaped;
-}
-
 std::string fixed(double value, int decimals) {
     char text[64];
     std::snprintf(text, sizeof text, "%.*f", decimals, value);
@@ -156,7 +142,7 @@ public:
                fixed(pageWidth, 0) + " " + fixed(pageHeight, 0) + "\">\n";
         out_ += "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
         out_ += "<text x=\"" + fixed(kLeft, 0) + "\" y=\"30\" " + kFont + " font-size=\"17\" font-weight=\"bold\">" +
-                xmlText(title) + "</text>\n";
+                xmlEscaped(title) + "</text>\n";
         axes();
         streamlines();
         wells();
@@ -200,9 +186,9 @@ private:
                     "\" text-anchor=\"end\">" + fixed(y, yTicks.decimals) + "</text>\n";
         }
         out_ += "<text x=\"" + fixed(kLeft + width_ / 2, 1) + "\" y=\"" + fixed(kTop + height_ + 44, 1) +
-                "\" text-anchor=\"middle\" font-size=\"13\">" + xmlText(axisLabel(1, "X")) + "</text>\n";
+                "\" text-anchor=\"middle\" font-size=\"13\">" + xmlEscaped(axisLabel(1, "X")) + "</text>\n";
         out_ += "<text transform=\"translate(22," + fixed(kTop + height_ / 2, 1) +
-                ") rotate(-90)\" text-anchor=\"middle\" font-size=\"13\">" + xmlText(axisLabel(2, "Y")) +
+                ") rotate(-90)\" text-anchor=\"middle\" font-size=\"13\">" + xmlEscaped(axisLabel(2, "Y")) +
                 "</text>\n</g>\n";
     }
 
@@ -242,7 +228,7 @@ private:
                                 " to " + wellName(line.endWell);
             if (colouring_.kind == Colouring::Kind::Column) about += ", mean " + numberText(means_[k]);
             out_ += "<path class=\"streamline\" d=\"" + (d.empty() ? "M0 0" : d) + "\" stroke=\"" + colourOf(k) +
-                    "\"><title>" + xmlText(about) + "</title></path>\n";
+                    "\"><title>" + xmlEscaped(about) + "</title></path>\n";
         }
         out_ += "</g>\n";
     }
@@ -268,7 +254,7 @@ private:
             out_ += "<text x=\"" + fixed(x + (left ? -9 : 9), 1) + "\" y=\"" + fixed(y + (below ? 19 : -10), 1) +
                     "\" text-anchor=\"" + (left ? "end" : "start") +
                     "\" stroke=\"white\" stroke-width=\"4\" paint-order=\"stroke\" fill=\"#111\">" +
-                    xmlText(mark.name) + "</text>\n";
+                    xmlEscaped(mark.name) + "</text>\n";
         }
         out_ += "</g>\n";
     }
@@ -285,7 +271,7 @@ private:
                         "\"/>";
             out_ += "</linearGradient></defs>\n";
             out_ += "<text x=\"" + fixed(x, 1) + "\" y=\"" + fixed(y, 1) + "\" font-size=\"13\">mean " +
-                    xmlText(axisLabel(colouring_.column, "")) + "</text>\n";
+                    xmlEscaped(axisLabel(colouring_.column, "")) + "</text>\n";
             y += 12;
             out_ += "<rect x=\"" + fixed(x, 1) + "\" y=\"" + fixed(y, 1) + "\" width=\"18\" height=\"" +
                     fixed(barHeight, 1) + "\" fill=\"url(#scale)\" stroke=\"#444\"/>\n";
@@ -311,7 +297,7 @@ private:
                 out_ += "<line x1=\"" + fixed(x, 1) + "\" y1=\"" + fixed(y - 4, 1) + "\" x2=\"" + fixed(x + 22, 1) +
                         "\" y2=\"" + fixed(y - 4, 1) + "\" stroke=\"" + categoryColour(k) +
                         "\" stroke-width=\"3\"/><text x=\"" + fixed(x + 30, 1) + "\" y=\"" + fixed(y, 1) + "\">" +
-                        xmlText(wellName(well)) + " (" + std::to_string(categoryCounts_[well]) + ")</text>\n";
+                        xmlEscaped(wellName(well)) + " (" + std::to_string(categoryCounts_[well]) + ")</text>\n";
             }
             y += 36;
         }

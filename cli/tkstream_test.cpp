@@ -375,6 +375,50 @@ TEST(Tkstream, VerifyAndDumpFollowTheSectionsOfHandWrittenFiles) {
     EXPECT_NE(json.find(", 16], \"abbreviated\": true}"), std::string::npos) << json;
 }
 
+TEST(Tkstream, InfoListsTheDatasetsOfStoresAndOfBareDatasetFiles) {
+    const std::string dataset = "'STREAMSET>' 0 CHAR\n'SETCHAR' 7 CHAR\n''\n''\n''\n''\n'a.sln'\n''\n'ORIGIN'\n"
+                                "'<STREAMSET' 0 CHAR\n";
+    const struct {
+        std::string name;
+        std::string records;
+        std::string expected;  // part of info's report
+        std::string absent;
+    } cases[] = {
+        {"bare", dataset + dataset, "datasets  2\n", "written by"},
+        {"short store", "'STREAMSTORE>' 0 CHAR\n'NUMSETS' 1 INTE\n2\n" + dataset + "'<STREAMSTORE' 0 CHAR\n",
+         "datasets  1 (the store's NUMSETS record says 2)\n", "settings"},
+        {"dataset line", dataset, "1  ORIGIN  a.sln", "WAF  yes"},
+    };
+    for (const auto& c : cases) {
+        const Result result = run({"info", handWritten(c.name, c.records)});
+        EXPECT_EQ(result.code, 0) << c.name << ": " << result.err;
+        EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.name << ": " << result.out;
+        EXPECT_EQ(result.out.find(c.absent), std::string::npos) << c.name << ": " << result.out;
+    }
+    EXPECT_NE(run({"info", Files::get().path("bare"), "--json"}).out.find("\"store\": null"), std::string::npos);
+}
+
+TEST(Tkstream, PlotColoursByAColumnOrByWell) {
+    const Files& files = Files::get();
+    const std::string svg = files.path("coloured.svg");
+    const struct {
+        std::string colorBy;
+        std::string expected;  // part of the picture
+    } cases[] = {
+        {"", ">mean TOF [days]</text>"},
+        {"7", ">mean VELOCITY [m/day]</text>"},
+        {"velocity", ">mean VELOCITY [m/day]</text>"},
+        {"injector", ">I1 (" + std::to_string(files.streamlines) + ")</text>"},
+        {"Producer", ">streamlines by producer</text>"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args = {"plot", files.binary(), svg, "--dataset", "3"};
+        if (!c.colorBy.empty()) args.insert(args.end(), {"--color-by", c.colorBy});
+        ASSERT_EQ(run(args).code, 0) << c.colorBy;
+        EXPECT_NE(readFile(svg).find(c.expected), std::string::npos) << c.colorBy;
+    }
+}
+
 TEST(Tkstream, StreamlineListsAreNumbersAndRangesWithinTheDataset) {
     const struct {
         std::string text;
