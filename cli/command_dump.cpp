@@ -1,6 +1,7 @@
 // tkstream dump: the record sequence of a file (offset, keyword, type, count, section nesting)
 // and, on request, the values.
 #include <algorithm>
+#include <cstdio>
 
 #include "cli/commands.hpp"
 #include "cli/progress.hpp"

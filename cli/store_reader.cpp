@@ -114,9 +114,11 @@ void skipDataSet(RecordFile& file, const std::string& path, int32_t number) {
 
 const char* formName(RecordForm form) { return form == RecordForm::Binary ? "binary" : "formatted"; }
 
-// Second pass: the store's own records are read here, and each dataset section is handed to the
-// dataset's own import, as the store's import does, but without the store's duplicate handling,
-// so every dataset of the file is kept as it is (and none is renamed, dropped or asked about).
+// Second pass: the store's own records are read here and every dataset is loaded in full, its
+// section handed to the dataset's own import as the store's import does, but without the store's
+// duplicate handling, so every dataset of the file is kept as it is (none is renamed, dropped or
+// asked about). Where the library offers a read-only view of a store file or an index of its
+// records, that takes the place of both passes here; the commands need not change.
 LoadedStore loadStore(const std::string& path, const Console& console, std::optional<int32_t> onlyDataSet) {
     LoadedStore store;
     std::vector<std::vector<std::string>> units;
