@@ -71,7 +71,11 @@ private:
 
 }  // namespace
 
-std::string inQuotes(std::string_view path) { return "'" + std::string(path) + "'"; }
+std::string inQuotes(std::string_view path) {
+    std::string text = "'";
+    text += path;
+    return text += "'";
+}
 
 std::string numberText(float value) { return shortestText(value); }
 std::string numberText(double value) { return shortestText(value); }

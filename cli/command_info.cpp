@@ -33,7 +33,10 @@ DataSetLine lineOf(const LoadedDataSet& loaded) {
 
 std::string versionText(const std::vector<int32_t>& version) {
     std::string text;
-    for (const int32_t part : version) text += (text.empty() ? "" : ".") + std::to_string(part);
+    for (const int32_t part : version) {
+        if (!text.empty()) text += '.';
+        text += std::to_string(part);
+    }
     return text;
 }
 
