@@ -745,9 +745,12 @@ void Workflow::addDuplicate(rvStreamStore& store) {
     store.AddItem(again);
     if (checks.expect(dialog->questions().size() == 1, "one duplicate-name question")) {
         const ScriptedDialog::Question& question = dialog->questions().front();
-        std::string message = question.message;
-        for (size_t at; (at = message.find("\r\n")) != std::string::npos;)
-            message.replace(at, 2, " ");
+        std::string message;  // line breaks shown as blanks
+        for (size_t i = 0; i < question.message.size(); ++i) {
+            const bool lineBreak = question.message.compare(i, 2, "\r\n") == 0;
+            message += lineBreak ? ' ' : question.message[i];
+            if (lineBreak) ++i;
+        }
         report << "  dialog \"" << question.title << "\": " << message << "\n";
         report << "  buttons:";
         for (const std::string& button : question.buttons) report << " [" << button << "]";
@@ -772,13 +775,13 @@ std::vector<int32_t> Workflow::runSearch(
     for (const auto& [code, value] : conditions) {
         store.SearchAddAttribute(code, value, qOK);
         checks.ok(qOK, "SearchAddAttribute");
-        described += (described.empty() ? "" : " and ") + attributeName(code) + " = " + value;
+        described.append(described.empty() ? "" : " and ").append(attributeName(code)).append(" = ").append(value);
     }
     if (!candidates.empty()) {
         store.SearchDataSets(arrayOf(candidates), qOK);
         checks.ok(qOK, "SearchDataSets");
         described += " among datasets";
-        for (int32_t candidate : candidates) described += " " + std::to_string(candidate);
+        for (int32_t candidate : candidates) described.append(" ").append(std::to_string(candidate));
     }
     store.SearchCreatePointers(qOK);
     checks.ok(qOK, "SearchCreatePointers");

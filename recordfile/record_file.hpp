@@ -92,7 +92,7 @@ public:
 protected:
     // The one seam every byte passes through; a test derives from RecordFile to make a chosen call
     // fail. Both return the bytes moved (0 from readBytes at the end of the file), or -1 with errno
-    // set.
+    // set. The system calls themselves live in recordfile/file_platform.hpp.
     virtual ssize_t writeBytes(const void* data, size_t n);
     virtual ssize_t readBytes(void* data, size_t n);
 
@@ -142,14 +142,14 @@ private:
     bool readAll(uint8_t* data, size_t n);
     // Bytes now buffered: 0 at the end of the file, -1 on a read failure.
     ssize_t refillBuffer();
-    void closeDescriptor() noexcept;
+    void closeFile() noexcept;
     void resetState() noexcept;
 
     const size_t capacity_;
     std::unique_ptr<uint8_t[]> buffer_;
     size_t bufferUsed_ = 0;  // writing: bytes waiting; reading: bytes held
     size_t bufferPos_ = 0;   // reading: next byte in the buffer
-    int fd_ = -1;
+    intptr_t file_ = -1;  // a file_platform::FileHandle
     Mode mode_ = Mode::Closed;
     RecordForm form_ = RecordForm::Binary;
     std::string path_;

@@ -114,8 +114,7 @@ inline std::vector<uint8_t> binaryRecord(const std::string& keyword, const std::
         for (int i = 0; i < n; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
     };
     out.push_back(static_cast<uint8_t>(keyword.size()));
-    out.insert(out.end(), keyword.begin(), keyword.end());
-    out.insert(out.end(), type.begin(), type.begin() + 4);
+    for (char c : keyword + type.substr(0, 4)) out.push_back(static_cast<uint8_t>(c));
     put(count, 4);
     put(bodyBytes, 8);
     put(0, 2);  // no padding before the body

@@ -46,7 +46,8 @@ inline std::shared_ptr<rvWAFSet> makeWafSet(int32_t seed, int32_t producers = 2,
     Array<bool> defined(1, wells), inList(1, wells);
     for (int32_t i = 1; i <= wells; ++i) {
         const bool producer = i <= producers;
-        wellNames(i) = (producer ? "P" : "I") + std::to_string(producer ? i : i - producers);
+        std::string name(1, producer ? 'P' : 'I');
+        wellNames(i) = name.append(std::to_string(producer ? i : i - producers));
         types(i) = producer ? 1 : 2;
         indices(i) = producer ? i : i - producers;
         defined(i) = i % 3 != 0;

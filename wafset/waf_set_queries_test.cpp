@@ -75,7 +75,7 @@ TEST_F(FiveSpot, InjectorSeesItsProducersAndEachProducerSeesTheInjector) {
     for (int32_t k = 1; k <= 4; ++k) {
         EXPECT_FLOAT_EQ(sRate(k), 100.0f * k);
         EXPECT_EQ(iWells(k), k + 1);
-        EXPECT_EQ(zWells(k), "P" + std::to_string(k));
+        EXPECT_EQ(zWells(k), std::string("P").append(std::to_string(k)));
     }
     EXPECT_FLOAT_EQ(otherRate, 5);
     EXPECT_FLOAT_EQ(totalRate, 1005);
