@@ -31,8 +31,9 @@ Zero-copy arrays
     of the dataset's own memory: creating one costs the same for any table size, and each view
     keeps its dataset alive after the store is gone. Node columns: 1-3 X, Y, Z; 4 cell; 5 TOF;
     6 DRT. While a view exists, Dataset.set_nodes and set_pointers raise BufferError. Building a
-    table from numpy (set_nodes, set_pointers, WAFSet.set_data) converts the input once into
-    the library's layout.
+    table from numpy (set_nodes, set_pointers, WAFSet.set_data) reads the input once: numpy
+    converts it, whatever its type and order, straight into a library array, which the
+    library's setter then takes as one block.
 
 Errors
     Failures the library reports during a call raise Error (for example No. 13 "Type mismatch"
@@ -49,7 +50,3 @@ from ._tkstream63 import (SEARCH_CODES, Dataset, Store, StoreFile, WAFSet, __ver
 # `open` is left out so that `from tkstream63 import *` keeps the built-in open.
 __all__ = ["Dataset", "Error", "SEARCH_CODES", "Store", "StoreFile", "WAFSet", "WellRates",
            "load"]
-
-for _type in (Dataset, Store, StoreFile, WAFSet):
-    _type.__module__ = __name__
-del _type
