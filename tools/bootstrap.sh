@@ -6,7 +6,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-14-dev
-          libcli11-dev python3-vtk9 libxml2-utils)
+          libcli11-dev python3-vtk9 libxml2-utils
+          pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
