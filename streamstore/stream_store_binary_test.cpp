@@ -317,6 +317,11 @@ TEST_F(StoreBinaryTest, HostileFilesStayWithinTheMemoryBudget) {
             EXPECT_TRUE(anyReportContains("bytes of memory, beyond what a file of this size may ask for"));
             EXPECT_TRUE(anyReportContains("(No.7)"));
         }
+        // A sanitizer's allocator replaces this binary's operator new: then nothing is counted.
+        if (peak == 0) {
+            std::printf("[ budget   ] %s: peak not measured (the allocator is replaced)\n", name);
+            continue;
+        }
         const double limit = 8.0 * static_cast<double>(fileBytes) + 64.0 * (1 << 20);
         std::printf("[ budget   ] %s: %lld bytes, load peak %.1f MB = %.3f of 8 x file + 64 MB\n", name,
                     static_cast<long long>(fileBytes), static_cast<double>(peak) / 1e6, static_cast<double>(peak) / limit);
