@@ -606,8 +606,9 @@ private:
     StreamlineRun locateStreamline(int32_t iStream, int32_t& nnodes) const;
     // Storage offset of the run's rows in one column; error 9 unless they all lie in the table.
     size_t columnRunOffset(const StreamlineRun& run, int32_t column) const;
-    // Copies n node-table values from a storage offset into output, re-dimensioned (1 To n).
-    void copyRun(size_t offset, int32_t n, Array<float>& output) const;
+    // Copies n node-table values from a storage offset to output and asks for the rows after
+    // them (the next streamline's, as a rule) ahead of time.
+    void copyRun(size_t offset, int32_t n, float* output) const;
     // The well-table node at one end (pointer column 7 or 8); false for an out-of-range
     // streamline.
     bool endNodeOfStreamline(int32_t iStream, int32_t column, int32_t& node) const;

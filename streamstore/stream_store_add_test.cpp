@@ -1,6 +1,5 @@
-// Adding: the duplicate-name dialog, renaming with its keys, and long random sequences of every
-// operation that touches the list, checked step by step against the published procedures
-// written as plain scans.
+// Adding and everything else that touches the list: long random sequences of operations, checked
+// step by step against the published procedures written as plain scans.
 #include <algorithm>
 #include <optional>
 #include <random>
@@ -17,55 +16,21 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-TEST_F(StoreTest, ClashAsksWithTheSixButtonsAndTheNameInTheMessage) {
-    store.AddItem(makeDataSet("BASE"));
-    store.AddItem(makeDataSet("BASE"));
-    ASSERT_EQ(questionsAsked(), 1u);
-    const auto& question = dialog->questions().front();
-    EXPECT_EQ(question.message, "BASE [FIELD]\r\n\r\n Name currently in use.");
-    EXPECT_EQ(question.buttons, (Strings{"&Overwrite all", "&Rename all", "&Cancel all",
-                                         "&Overwrite", "&Rename", "&Cancel"}));
-    EXPECT_EQ(question.style, 32);
-    EXPECT_EQ(question.title, "Duplicate Name");
-}
-
-TEST_F(StoreTest, RenameAllSuffixesTheNewDataSetAndItsKeys) {
-    store.RootKey("Root");
-    store.MainKey("Main");
-    fill({"Run"});
-    answer({2});
-    const auto second = makeDataSet("Run");
-    second->UniqueKey("KEY");
-    second->TVDisplayRoot("Display");
-    store.AddItem(second);
-    EXPECT_TRUE(store.AutomaticRename());
-    EXPECT_EQ(second->Origin(), "Run1");
-    EXPECT_EQ(second->UCaseOrigin(), "RUN1");
-    EXPECT_EQ(second->UniqueKey(), "KEY1");
-    EXPECT_EQ(second->TVDisplayRoot(), "Display1");
-    EXPECT_EQ(second->DataRootPath(),
-              keyUtility().JoinKey(keyUtility().JoinKey(store.FolderKey(), "KEY1"), "FIELD"));
-    // A third copy is renamed without asking, past the suffix already in use.
-    store.AddItem(makeDataSet("Run"));
-    EXPECT_EQ(questionsAsked(), 1u);
-    EXPECT_EQ(origins(), (Strings{"Run", "Run1", "Run2"}));
-}
-
 // ---- the published procedures as scans: the reference for the random sequences ----
 
-// Answers from a fixed cycle and keeps every message it was shown.
-class CycleDialog : public DuplicateNameDialog {
-public:
-    explicit CycleDialog(std::vector<int32_t> answers) : answers_(std::move(answers)) {}
-    void ShowChoice(const std::string& message, const std::vector<std::string>&, int32_t,
-                    const std::string&, int32_t& choice) override {
+// Answers from a fixed cycle and keeps every message it was shown; the buttons, style and title
+// never change.
+struct CycleDialog : DuplicateNameDialog {
+    explicit CycleDialog(std::vector<int32_t> cycle) : answers(std::move(cycle)) {}
+    void ShowChoice(const std::string& message, const Strings& buttons, int32_t style, const std::string& title,
+                    int32_t& choice) override {
+        EXPECT_EQ(buttons, (Strings{"&Overwrite all", "&Rename all", "&Cancel all", "&Overwrite", "&Rename", "&Cancel"}));
+        EXPECT_EQ(std::make_pair(style, title), std::make_pair(32, std::string("Duplicate Name")));
         messages.push_back(message);
-        choice = answers_[(messages.size() - 1) % answers_.size()];
+        choice = answers[(messages.size() - 1) % answers.size()];
     }
+    std::vector<int32_t> answers;
     Strings messages;
-
-private:
-    std::vector<int32_t> answers_;
 };
 
 using DataSet = std::shared_ptr<rvStreamSet>;
@@ -128,7 +93,8 @@ struct ScanStore {
         if (i >= 1 && i <= n()) {
             int32_t choice = 0;
             if (!overwrite && !rename && !cancel) {
-                dialog.ShowChoice(d->Origin() + " [" + d->GroupName() + "]\r\n\r\n Name currently in use.", {}, 0, "", choice);
+                dialog.messages.push_back(d->Origin() + " [" + d->GroupName() + "]\r\n\r\n Name currently in use.");
+                choice = dialog.answers[(dialog.messages.size() - 1) % dialog.answers.size()];
             }
             if (overwrite || choice == 1 || choice == 4) {
                 overwrite = overwrite || choice == 1;
@@ -148,17 +114,15 @@ struct ScanStore {
         append(d, false);
     }
     bool setItem(int32_t i, const DataSet& d) {
-        if (i < 1 || i > n() + 1) return false;
-        put(i, d);
-        return true;
+        const bool valid = i >= 1 && i <= n() + 1;
+        if (valid) put(i, d);
+        return valid;
     }
     void deleteItem(int32_t i) {
         if (i < 1 || i > n() + 1) return;
         if (n() < 2) return empty();
-        if (i == n() + 1) {
-            failed = true;  // n survivors do not fit n - 1 places
-            return;
-        }
+        failed = i == n() + 1;  // n survivors do not fit n - 1 places
+        if (failed) return;
         std::vector<DataSet> survivors(slots.begin(), slots.end() - 1);
         survivors.erase(survivors.begin() + (i - 1));
         empty();
@@ -242,8 +206,8 @@ TEST_P(StoreAgainstScan, EveryAnswerAndTheListStayTheSame) {
     };
     const auto twinIn = [&](const DataSet& d) { return twins[twinOf.at(d.get())]; };
     const auto names = [](rvStreamSet& d) {
-        return Strings{d.Origin(), d.GroupName(), d.DateStamp(), d.TVGroupName(), d.UniqueKey(), d.DataRootPath(),
-                       d.TVDisplayRoot()};
+        return Strings{d.Origin(), d.UCaseOrigin(), d.GroupName(), d.DateStamp(), d.TVGroupName(), d.UniqueKey(),
+                       d.DataRootPath(), d.TVDisplayRoot()};
     };
     const auto id = [&](const DataSet& d) { return !d ? -2 : twinOf.contains(d.get()) ? twinOf.at(d.get()) : -1; };
 

@@ -112,16 +112,9 @@ TEST_F(StoreTest, KeysAndLastPositionOutliveReInitialise) {
     EXPECT_EQ(other.FolderKey(), store.FolderKey()) << "either writing order";
 
     fill({"A", "B"});
-    store.AutomaticOverWrite(true);
-    store.AutomaticRename(true);
-    store.AutomaticCancel(true);
-    store.CheckDataSetNames(false);
     store.SetItem(1, makeDataSet("X"));
     store.ReInitialise();
     EXPECT_EQ(store.NumberOfStreamSets(), 0);
-    EXPECT_FALSE(store.AutomaticOverWrite() || store.AutomaticRename() || store.AutomaticCancel() ||
-                 store.OverWrittenDataSet());
-    EXPECT_TRUE(store.CheckDataSetNames());
     EXPECT_EQ(store.AddedDataSetPos(), 1);
     EXPECT_EQ(store.RootKey(), "Root");
     EXPECT_TRUE(item(1));
