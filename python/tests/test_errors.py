@@ -32,8 +32,9 @@ def test_bad_files(example_store, tmp_path, damage, number, source, member):
     for opener in (tkstream63.load, tkstream63.open):
         with pytest.raises(tkstream63.Error) as raised:
             opener(path)
-        assert (raised.value.number, raised.value.source, raised.value.member) == (number, source, member)
-        assert str(raised.value).startswith("Error:")
+        error = raised.value
+        assert (error.number, error.source, error.member) == (number, source, member)
+        assert str(error).startswith("Error:")
 
 
 def test_library_reports(tmp_path):
@@ -44,12 +45,14 @@ def test_library_reports(tmp_path):
         (lambda: ds.set_attribute(7, "abc"), 13, "rvStreamSet", "rvDataSet.SetDataSetAttribute"),
         (lambda: ds.streamline_data(1), 9, "rvStreamSet", "extractSingleStreamLinePositions"),
         (lambda: ds.streamline(1), 9, "tkstream63", "Dataset.streamline"),
-        (lambda: tkstream63.Store().save(tmp_path / "no" / "such.store"), 75, "RecordFile", "OpenForWriting"),
+        (lambda: tkstream63.Store().save(tmp_path / "no" / "such.store"), 75, "RecordFile",
+         "OpenForWriting"),
     ]
     for call, number, source, member in cases:
         with pytest.raises(tkstream63.Error) as raised:
             call()
-        assert (raised.value.number, raised.value.source, raised.value.member) == (number, source, member)
+        error = raised.value
+        assert (error.number, error.source, error.member) == (number, source, member)
     assert ds.get_attribute(7) == "0"  # the failed conversion left Units alone
     assert not (tmp_path / "no").exists()
 
@@ -58,7 +61,8 @@ def test_python_argument_errors(example_store):
     store = tkstream63.load(example_store)
     for call, error in [
         (lambda: store[0], IndexError), (lambda: store[4], IndexError),
-        (lambda: store[1].streamline(0), IndexError), (lambda: store[1].streamline(161), IndexError),
+        (lambda: store[1].streamline(0), IndexError),
+        (lambda: store[1].streamline(161), IndexError),
         (lambda: store.search(), ValueError), (lambda: store.search(MaxRows=1), ValueError),
         (lambda: store.search({16: "1"}), ValueError),
         (lambda: tkstream63.Dataset().set_nodes(numpy.zeros(3)), ValueError),
@@ -82,7 +86,8 @@ def test_duplicate_answers(capfd):
     replacement = clash()
     assert store.add(replacement, duplicate=dialog) == 1 and store[1] is replacement
     assert asked == [("BASE [FIELD]\r\n\r\n Name currently in use.",
-                      ["&Overwrite all", "&Rename all", "&Cancel all", "&Overwrite", "&Rename", "&Cancel"],
+                      ["&Overwrite all", "&Rename all", "&Cancel all",
+                       "&Overwrite", "&Rename", "&Cancel"],
                       "Duplicate Name")]
     assert not store.AutomaticOverWrite  # "Overwrite", not "Overwrite all"
 
