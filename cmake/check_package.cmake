@@ -1,5 +1,6 @@
-# Installs the built library into a scratch prefix, then configures, builds and runs a tiny
-# outside project that finds it with find_package(tkstream63).
+# Installs the built library into a scratch prefix, checks that only public headers went in, then
+# configures, builds and runs a tiny outside project that finds it with find_package(tkstream63)
+# and compiles every installed header on its own.
 set(prefix ${BUILD_DIR}/package-check/prefix)
 set(consumer_build ${BUILD_DIR}/package-check/consumer)
 file(REMOVE_RECURSE ${BUILD_DIR}/package-check)
@@ -10,6 +11,12 @@ function(run)
   endif()
 endfunction()
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+# Test support and the record layer's internals never ship with the package.
+file(GLOB_RECURSE installed RELATIVE ${prefix}/include ${prefix}/include/*)
+list(FILTER installed INCLUDE REGEX "test|record_codec|crc32c|reading_loop")
+if(installed)
+  message(FATAL_ERROR "Installed headers that hosts must not see: ${installed}")
+endif()
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${consumer_build} -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${consumer_build})
 run(${consumer_build}/package_consumer)

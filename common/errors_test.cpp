@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdio>
 #include <fstream>
 #include <stdexcept>
+#include <vector>
 
 #include "common/shared_objects.hpp"
 #include "common/test_support.hpp"
@@ -14,6 +14,7 @@ namespace tkstream63 {
 namespace {
 
 using testing_support::lastReport;
+using testing_support::values;
 
 class ErrorTrap : public testing_support::ReportClearingTest {};
 
@@ -84,26 +85,21 @@ TEST(SharedObjects, CreatedOnFirstUseReleasedTogetherAndReplaceable) {
 }
 
 TEST(SharedObjects, GridIndexerKeysAndDialogs) {
-    Array<int32_t> cells(1, 4), i(1, 4), j(1, 4), k(1, 4);
-    cells(1) = 1;
-    cells(2) = 2 + 3 * 1 + 12 * 2;  // I=2, J=2, K=3 in a 3 x 4 x 5 grid
-    cells(3) = 60;
-    cells(4) = 61;  // outside the grid
-    gridIndexer().CellsToIJK(cells, 3, 4, 5, i, j, k);
-    EXPECT_EQ((std::array{i(1), j(1), k(1)}), (std::array{1, 1, 1}));
-    EXPECT_EQ((std::array{i(2), j(2), k(2)}), (std::array{2, 2, 3}));
-    EXPECT_EQ((std::array{i(3), j(3), k(3)}), (std::array{3, 4, 5}));
-    EXPECT_EQ((std::array{i(4), j(4), k(4)}), (std::array{0, 0, 0}));
+    // I=2, J=2, K=3 is cell 2 + 3 * 1 + 12 * 2 in a 3 x 4 x 5 grid; cell 61 lies outside it.
+    Array<int32_t> i(1, 4), j(1, 4), k(1, 4);
+    gridIndexer().CellsToIJK(testing_support::list({1, 29, 60, 61}), 3, 4, 5, i, j, k);
+    EXPECT_EQ(values(i), (std::vector<int32_t>{1, 2, 3, 0}));
+    EXPECT_EQ(values(j), (std::vector<int32_t>{1, 2, 4, 0}));
+    EXPECT_EQ(values(k), (std::vector<int32_t>{1, 3, 5, 0}));
 
     EXPECT_EQ(keyUtility().JoinKey("ROOT", "MAIN"), "ROOT\\MAIN");
     EXPECT_EQ(keyUtility().JoinKey("ROOT\\", "\\MAIN"), "ROOT\\MAIN");
     EXPECT_EQ(keyUtility().JoinKey("", "MAIN"), "MAIN");
     EXPECT_EQ(keyUtility().JoinKey("ROOT", ""), "ROOT");
     EXPECT_TRUE(keyUtility().TextEquals(" base ", "BASE"));
-    EXPECT_FALSE(keyUtility().TextEquals("BASE1", "BASE"));
-    EXPECT_FALSE(keyUtility().TextEquals("BASF", "BASE"));
     EXPECT_TRUE(keyUtility().TextEquals("\xC3\xA9tape", " \xC3\x89TAPE"));  // é / É
-    EXPECT_FALSE(keyUtility().TextEquals("\xC3\xA9", "e"));
+    for (const char* other : {"BASE1", "BASF", "\xC3\xA9"})
+        EXPECT_FALSE(keyUtility().TextEquals(other, other[0] == 'B' ? "BASE" : "e")) << other;
 
     auto scripted = std::make_shared<ScriptedDialog>(std::deque<int32_t>{3});
     installDuplicateNameDialog(scripted);

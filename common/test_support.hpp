@@ -1,5 +1,5 @@
-// Small helpers shared by every test program: literal lists as 1-based arrays, the texts the error
-// trap reported, and the error number an action raises.
+// Small helpers shared by every test program: literal lists as 1-based arrays and back, the texts
+// the error trap reported, and the error number an action raises.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -25,6 +25,16 @@ Array<T> list(const std::vector<T>& values, int32_t lower = 1) {
 template <class T>
 Array<T> list(std::initializer_list<T> values, int32_t lower = 1) {
     return list(std::vector<T>(values), lower);
+}
+
+// The first n elements of a one-dimensional array from its lower bound (all of them when n is left
+// out), so that a whole output list is compared in one expectation.
+template <class T>
+std::vector<T> values(const Array<T>& array, int64_t n = -1) {
+    if (n < 0) n = array.extent();
+    std::vector<T> result;
+    for (int64_t k = 0; k < n; ++k) result.push_back(array(array.lbound() + static_cast<int32_t>(k)));
+    return result;
 }
 
 // Messages reported since the last clear, oldest first.

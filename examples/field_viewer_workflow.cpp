@@ -657,7 +657,7 @@ struct Workflow {
     void search(rvStreamStore& store);
     void extractStreamline(rvStreamStore& store);
     void showAllocation(rvStreamStore& store);
-    void saveAndReload(rvStreamStore& store);
+    void saveAndReload(rvStreamStore& store, const std::string& keepStorePath);
     void versionAndShutDown(const MessagePane& pane);
 
     std::vector<int32_t> runSearch(rvStreamStore& store,
@@ -745,9 +745,12 @@ void Workflow::addDuplicate(rvStreamStore& store) {
     store.AddItem(again);
     if (checks.expect(dialog->questions().size() == 1, "one duplicate-name question")) {
         const ScriptedDialog::Question& question = dialog->questions().front();
-        std::string message = question.message;
-        for (size_t at; (at = message.find("\r\n")) != std::string::npos;)
-            message.replace(at, 2, " ");
+        std::string message;  // line breaks shown as blanks
+        for (size_t i = 0; i < question.message.size(); ++i) {
+            const bool lineBreak = question.message.compare(i, 2, "\r\n") == 0;
+            message += lineBreak ? ' ' : question.message[i];
+            if (lineBreak) ++i;
+        }
         report << "  dialog \"" << question.title << "\": " << message << "\n";
         report << "  buttons:";
         for (const std::string& button : question.buttons) report << " [" << button << "]";
@@ -772,13 +775,13 @@ std::vector<int32_t> Workflow::runSearch(
     for (const auto& [code, value] : conditions) {
         store.SearchAddAttribute(code, value, qOK);
         checks.ok(qOK, "SearchAddAttribute");
-        described += (described.empty() ? "" : " and ") + attributeName(code) + " = " + value;
+        described.append(described.empty() ? "" : " and ").append(attributeName(code)).append(" = ").append(value);
     }
     if (!candidates.empty()) {
         store.SearchDataSets(arrayOf(candidates), qOK);
         checks.ok(qOK, "SearchDataSets");
         described += " among datasets";
-        for (int32_t candidate : candidates) described += " " + std::to_string(candidate);
+        for (int32_t candidate : candidates) described.append(" ").append(std::to_string(candidate));
     }
     store.SearchCreatePointers(qOK);
     checks.ok(qOK, "SearchCreatePointers");
@@ -938,11 +941,12 @@ void Workflow::showAllocation(rvStreamStore& store) {
     checks.expect(efficiency > 0 && efficiency < 1 && water > 0, "an efficiency between 0 and 1");
 }
 
-void Workflow::saveAndReload(rvStreamStore& store) {
+void Workflow::saveAndReload(rvStreamStore& store, const std::string& keepStorePath) {
     heading(report, 7, "Saving the store to a record file and loading it into a fresh store");
     ScratchFolder folder;
-    if (!checks.expect(!folder.path().empty(), "a temporary folder")) return;
-    const std::string path = (folder.path() / "fivespot.store").string();
+    if (keepStorePath.empty() && !checks.expect(!folder.path().empty(), "a temporary folder")) return;
+    const std::string path =
+        keepStorePath.empty() ? (folder.path() / "fivespot.store").string() : keepStorePath;
 
     bool qOK = false;
     {
@@ -956,7 +960,7 @@ void Workflow::saveAndReload(rvStreamStore& store) {
     std::error_code error;
     report << "  saved " << store.NumberOfStreamSets() << " datasets, "
            << number(double(std::filesystem::file_size(path, error)) / 1024.0, 1)
-           << " KiB (binary form)\n";
+           << " KiB (binary form)" << (keepStorePath.empty() ? "" : " kept in " + path) << "\n";
 
     rvStreamStore restored;
     int ticks = 0;
@@ -1030,7 +1034,7 @@ void Workflow::versionAndShutDown(const MessagePane& pane) {
 
 }  // namespace
 
-int runWorkflow(std::ostream& report) {
+int runWorkflow(std::ostream& report, const std::string& keepStorePath) {
     Workflow workflow(report);
     auto pane = std::make_shared<MessagePane>(report);
     installErrorReporter(pane);
@@ -1043,7 +1047,7 @@ int runWorkflow(std::ostream& report) {
         workflow.search(store);
         workflow.extractStreamline(store);
         workflow.showAllocation(store);
-        workflow.saveAndReload(store);
+        workflow.saveAndReload(store, keepStorePath);
     }
     workflow.versionAndShutDown(*pane);
     const int failures = workflow.checks.failures();

@@ -136,7 +136,7 @@ inline Field makeFiveSpot(double injectionRate, int32_t perLayer) {
     field.wells.push_back({"I1", 2, s / 2, s / 2, injectionRate});
     const double corners[4][2] = {{0, 0}, {s, 0}, {s, s}, {0, s}};
     for (int p = 0; p < 4; ++p) {
-        field.wells.push_back({"P" + std::to_string(p + 1), 1, corners[p][0], corners[p][1],
+        field.wells.push_back({std::string("P").append(std::to_string(p + 1)), 1, corners[p][0], corners[p][1],
                                injectionRate / 4});
     }
     traceStreamlines(field, perLayer);

@@ -1,39 +1,23 @@
 #include "recordfile/record_file.hpp"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "common/errors.hpp"
+#include "recordfile/file_platform.hpp"
 #include "recordfile/record_codec.hpp"
 
 namespace tkstream63 {
 namespace {
 
-constexpr size_t kSmallestBuffer = 64;
-constexpr int kTempNameAttempts = 100;
+namespace os = file_platform;
 
-std::string systemText(int error) { return std::strerror(error); }
+constexpr size_t kSmallestBuffer = 64;
+
+std::string systemText(int error) { return os::errorText(error); }
 
 int32_t clampToLong(int64_t value) { return static_cast<int32_t>(std::min<int64_t>(value, INT32_MAX)); }
-
-std::string directoryOf(const std::string& path) {
-    const auto slash = path.find_last_of('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// Makes a rename durable: the directory entry is synced too. Best effort; the data is safe already.
-void syncDirectory(const std::string& path) {
-    const int fd = ::open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) return;
-    ::fsync(fd);
-    ::close(fd);
-}
 
 }  // namespace
 
@@ -62,17 +46,22 @@ bool RecordFile::OpenForReading(const std::string& path) {
 
 bool RecordFile::Commit() {
     bool ok = false;
-    runTrapped("RecordFile", "Commit", [&] { ok = commitWriting(); });
+    runTrapped("RecordFile", "Commit", [&] {
+        if (!readyToCommit()) return;
+        ok = putInPlace();
+        // A failure of the commit's own steps reaches the host through the error report too.
+        if (!ok) raiseError(-lastCode_, lastError_);
+    });
     if (!ok) Abandon();
     return ok;
 }
 
 void RecordFile::Abandon() {
     if (mode_ == Mode::Writing) {
-        closeDescriptor();
-        ::unlink(tempPath_.c_str());
+        closeFile();
+        os::removeFile(tempPath_);
     }
-    closeDescriptor();
+    closeFile();
     mode_ = Mode::Closed;
     codec_.reset();
     bufferUsed_ = bufferPos_ = 0;
@@ -88,15 +77,9 @@ bool RecordFile::openWriting(const std::string& path, RecordForm form) {
     path_ = path;
     form_ = form;
     // The temporary file lives beside the target so that the final rename stays on one file system.
-    static thread_local unsigned attemptCounter = 0;
-    for (int attempt = 0; attempt < kTempNameAttempts && fd_ < 0; ++attempt) {
-        tempPath_ = path + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(++attemptCounter);
-        fd_ = ::open(tempPath_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd_ < 0 && errno != EEXIST) break;
-    }
-    if (fd_ < 0) return fail(kRecordAccessError, "cannot create '" + tempPath_ + "': " + systemText(errno));
-    struct stat target {};
-    if (::stat(path.c_str(), &target) == 0) ::fchmod(fd_, target.st_mode & 07777);
+    // It is private until the commit, so nobody reads a save in progress.
+    if (!os::createTemporary([&] { return os::temporaryName(path); }, file_, tempPath_))
+        return fail(kRecordAccessError, "cannot create '" + tempPath_ + "': " + systemText(errno));
     mode_ = Mode::Writing;
     codec_ = form == RecordForm::Binary ? makeBinaryCodec(*this) : makeFormattedCodec(*this);
     return codec_->writePreamble();
@@ -110,15 +93,19 @@ bool RecordFile::openReading(const std::string& path) {
     }
     resetState();
     path_ = path;
-    fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd_ < 0)
+    os::FileStatus status;
+    if (!os::openForReading(path, file_, status))
         return fail(errno == ENOENT ? kRecordFileNotFound : kRecordAccessError,
                     "cannot open '" + path + "': " + systemText(errno));
-    struct stat status {};
-    if (::fstat(fd_, &status) != 0) return failSystem("examining");
-    if (!S_ISREG(status.st_mode)) return fail(kRecordAccessError, "'" + path + "' is not a regular file");
+    if (status.kind != os::FileKind::Regular) {
+        const char* what = status.kind == os::FileKind::Directory   ? "a folder"
+                           : status.kind == os::FileKind::NamedPipe ? "a named pipe or socket"
+                           : status.kind == os::FileKind::Device    ? "a device"
+                                                                    : "a special file";
+        return fail(kRecordAccessError, "'" + path + "' is " + what + ", not a regular file: only a saved file can be read");
+    }
     mode_ = Mode::Reading;
-    fileSize_ = status.st_size;
+    fileSize_ = status.size;
     // The first byte tells the two forms apart; the form's own check does the rest.
     const int first = peekByte();
     if (first == 0x89) {
@@ -134,22 +121,34 @@ bool RecordFile::openReading(const std::string& path) {
     return codec_->readPreamble();
 }
 
-bool RecordFile::commitWriting() {
+bool RecordFile::readyToCommit() {
     if (mode_ != Mode::Writing) {
         lastCode_ = kRecordInvalidCall;
         lastError_ = "Commit: no export is open";
         return false;
     }
-    if (writeFailed_ || !codec_->finishWriting() || !flushBuffer()) return false;
-    if (::fsync(fd_) != 0) return failSystem("syncing");
-    const int fd = fd_;
-    fd_ = -1;
-    if (::close(fd) != 0) return failSystem("closing");
-    if (::rename(tempPath_.c_str(), path_.c_str()) != 0)
+    // A failed write was reported by the export that made it; an incomplete record is a misuse.
+    return !writeFailed_ && codec_->finishWriting();
+}
+
+bool RecordFile::putInPlace() {
+    if (!flushBuffer()) return false;
+    // The file was private while it was written; now it takes the rights it keeps.
+    if (!os::setFinalMode(file_, path_))
+        return fail(kRecordAccessError, "cannot give '" + tempPath_ + "' the access rights of '" + path_ +
+                                            "': " + systemText(errno));
+    if (!os::syncFile(file_)) return failSystem("syncing");
+    const os::FileHandle file = file_;
+    file_ = os::kNoFile;
+    if (!os::closeFile(file)) return failSystem("closing");
+    if (!os::replaceFile(tempPath_, path_))
         return fail(kRecordAccessError, "cannot put '" + tempPath_ + "' in place of '" + path_ + "': " + systemText(errno));
-    syncDirectory(path_);
+    // The new file is in place: from here on there is nothing to abandon.
     mode_ = Mode::Closed;
     codec_.reset();
+    if (!syncFolder(path_))
+        return fail(kRecordDeviceError, "'" + path_ + "' was saved and is in place, but it may not be durable: " +
+                                            "syncing its folder failed: " + systemText(errno));
     return true;
 }
 
@@ -168,9 +167,11 @@ void RecordFile::GetReadState(int32_t& nBytesRead, int32_t& nBytesTotal, bool& q
 
 // ---- transfer seam ----
 
-ssize_t RecordFile::writeBytes(const void* data, size_t n) { return ::write(fd_, data, n); }
+ssize_t RecordFile::writeBytes(const void* data, size_t n) { return os::writeSome(file_, data, n); }
 
-ssize_t RecordFile::readBytes(void* data, size_t n) { return ::read(fd_, data, n); }
+ssize_t RecordFile::readBytes(void* data, size_t n) { return os::readSome(file_, data, n); }
+
+bool RecordFile::syncFolder(const std::string& path) { return os::syncFolderOf(path); }
 
 // ---- internal byte I/O ----
 
@@ -270,7 +271,7 @@ bool RecordFile::skipBytes(int64_t n) {
     // The system's file offset stands at the end of the buffered bytes.
     const int64_t beyond = n - static_cast<int64_t>(inBuffer);
     bufferPos_ = bufferUsed_ = 0;
-    if (::lseek(fd_, beyond, SEEK_CUR) < 0) return failSystem("positioning in");
+    if (!os::skipForward(file_, beyond)) return failSystem("positioning in");
     position_ += n;
     return true;
 }
@@ -291,13 +292,13 @@ bool RecordFile::failSystem(const char* action) {
                           systemText(error));
 }
 
-void RecordFile::closeDescriptor() noexcept {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = -1;
+void RecordFile::closeFile() noexcept {
+    if (file_ != os::kNoFile) os::closeFile(file_);
+    file_ = os::kNoFile;
 }
 
 void RecordFile::resetState() noexcept {
-    closeDescriptor();
+    closeFile();
     codec_.reset();
     bufferUsed_ = bufferPos_ = 0;
     position_ = fileSize_ = 0;

@@ -52,14 +52,20 @@ public:
 
     // ---- host side ----
 
-    // Starts an export to path. Nothing touches path itself until Commit().
+    // Starts an export to path. Nothing touches path itself until Commit(). The records go to a
+    // new temporary file beside path that only its owner can read, under an unpredictable name.
     bool OpenForWriting(const std::string& path, RecordForm form = RecordForm::Binary);
     // Opens path for import; the form is recognised from the file's first bytes. A file that is
-    // not a record file of a version this library reads is refused at once.
+    // not a record file of a version this library reads is refused at once, and so is anything
+    // but a regular file (a named pipe, a device, a folder), without waiting on it.
     bool OpenForReading(const std::string& path);
-    // Finishes an export: flushes, syncs and renames the temporary file over the target. Refused
-    // (and the export abandoned) when any write failed or the last record is incomplete. The file
-    // is closed afterwards either way.
+    // Finishes an export: flushes, gives the file its final access rights (those of the file it
+    // replaces, else a new file's usual ones), syncs it and renames it over the target, then syncs
+    // the folder so that the rename survives a crash. Refused (and the export abandoned) when any
+    // write failed or the last record is incomplete. A failure of these steps also goes to the
+    // error report. When only the folder sync fails, the new file is already in place (the
+    // previous one is gone) but Commit() returns false: LastError() says the save "may not be
+    // durable" (kRecordDeviceError). The file is closed afterwards either way.
     bool Commit();
     // Drops an export (the temporary file is removed) or closes an import.
     void Abandon();
@@ -92,9 +98,11 @@ public:
 protected:
     // The one seam every byte passes through; a test derives from RecordFile to make a chosen call
     // fail. Both return the bytes moved (0 from readBytes at the end of the file), or -1 with errno
-    // set.
+    // set. The system calls themselves live in recordfile/file_platform.hpp.
     virtual ssize_t writeBytes(const void* data, size_t n);
     virtual ssize_t readBytes(void* data, size_t n);
+    // The commit's last step, which makes the rename durable; false with errno set.
+    virtual bool syncFolder(const std::string& path);
 
 public:
     // ==== internal: used by RecordIO and the record encodings, not by hosts ====
@@ -136,20 +144,21 @@ private:
 
     bool openWriting(const std::string& path, RecordForm form);
     bool openReading(const std::string& path);
-    bool commitWriting();
+    bool readyToCommit();
+    bool putInPlace();
     bool flushBuffer();
     bool writeAll(const uint8_t* data, size_t n);
     bool readAll(uint8_t* data, size_t n);
     // Bytes now buffered: 0 at the end of the file, -1 on a read failure.
     ssize_t refillBuffer();
-    void closeDescriptor() noexcept;
+    void closeFile() noexcept;
     void resetState() noexcept;
 
     const size_t capacity_;
     std::unique_ptr<uint8_t[]> buffer_;
     size_t bufferUsed_ = 0;  // writing: bytes waiting; reading: bytes held
     size_t bufferPos_ = 0;   // reading: next byte in the buffer
-    int fd_ = -1;
+    intptr_t file_ = -1;  // a file_platform::FileHandle
     Mode mode_ = Mode::Closed;
     RecordForm form_ = RecordForm::Binary;
     std::string path_;

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "common/bounded_array.hpp"
 #include "common/variant.hpp"
@@ -96,7 +98,51 @@ public:
     int32_t iAttributesCount() const noexcept;
     void iAttributesCount(int32_t value) noexcept;
 
+    // Origin, GroupName, TVGroupName and DateStamp decide whether the store calls two datasets
+    // the same. An index of them registers here, once for each place it files this dataset
+    // under (the token), and hears after every change that may have touched one of the four,
+    // whichever member made it: the properties, SetDataSetAttribute, the attribute vector, the
+    // binary import and assignment of a whole dataset.
+    class IdentityWatcher {
+    public:
+        virtual void identityChanged(int32_t token) noexcept = 0;
+
+    protected:
+        ~IdentityWatcher() = default;
+    };
+    void watchIdentity(IdentityWatcher& watcher, int32_t token);
+    void unwatchIdentity(IdentityWatcher& watcher, int32_t token) noexcept;
+    // The four texts as stored, without copying.
+    struct IdentityTexts {
+        const std::string& Origin;
+        const std::string& GroupName;
+        const std::string& TVGroupName;
+        const std::string& DateStamp;
+    };
+    IdentityTexts identityTexts() const noexcept {
+        return {Origin_, GroupName_, TVGroupName_, DateStamp_};
+    }
+
 private:
+    // The registered watchers. A copy of a dataset starts unwatched; assigning a whole dataset
+    // over a watched one keeps its watchers and tells them.
+    class IdentityWatchers {
+    public:
+        IdentityWatchers() = default;
+        IdentityWatchers(const IdentityWatchers&) noexcept {}
+        IdentityWatchers& operator=(const IdentityWatchers&) noexcept {
+            notify();
+            return *this;
+        }
+        void add(IdentityWatcher& watcher, int32_t token);
+        void remove(IdentityWatcher& watcher, int32_t token) noexcept;
+        void notify() const noexcept;
+
+    private:
+        std::vector<std::pair<IdentityWatcher*, int32_t>> watchers_;
+    };
+    IdentityWatchers identityWatchers_;
+
     // Puts every field back to its construction default (the column headers excepted).
     void InitStreamLineSet();
     void assignOrigin(const std::string& value);

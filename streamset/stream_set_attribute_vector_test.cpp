@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "common/shared_objects.hpp"
 #include "common/test_support.hpp"
@@ -50,50 +51,36 @@ using testing_support::lastReport;
 TEST(StreamSetAttributeVector, LoadsEveryFieldWithItsConversion) {
     rvStreamSet set;
     ASSERT_TRUE(set.SetClassVarsFromAttributes(fullVector()));
-    EXPECT_EQ(set.Origin(), "abc");
-    EXPECT_EQ(set.UCaseOrigin(), "ABC");  // through the property, unlike attribute code 1
-    EXPECT_EQ(set.UCaseGroupName(), "GRP");
-    EXPECT_EQ(set.TVDisplayRoot(), "Root");
-    EXPECT_EQ(set.UCaseTVDisplayRoot(), "OTHER");  // element 55, not derived from 24
-    EXPECT_EQ(set.DataClass(), "class");
-    EXPECT_EQ(set.Units(), 12);
-    EXPECT_EQ(set.index(), 8);
-    EXPECT_EQ(set.iStart(), 10);  // 9.5 rounds half to even
-    EXPECT_EQ(set.iEnd(), 10);
-    EXPECT_TRUE(set.Unified());
-    EXPECT_FALSE(set.Formatted());
-    EXPECT_TRUE(set.IsDirty());
-    EXPECT_EQ(set.FileType(), 23);
-    EXPECT_FALSE(set.AllData());
+    // Origin and GroupName go through their properties, unlike attribute codes 1 and 19; the
+    // upper-case display root is element 55, not derived from 24.
+    EXPECT_EQ((std::vector<std::string>{set.Origin(), set.UCaseOrigin(), set.UCaseGroupName(),
+                                        set.TVDisplayRoot(), set.UCaseTVDisplayRoot(), set.DataClass()}),
+              (std::vector<std::string>{"abc", "ABC", "GRP", "Root", "OTHER", "class"}));
+    // 9.5 rounds half to even; codes 16 and 25 are not read.
+    EXPECT_EQ((std::vector<int32_t>{set.Units(), set.index(), set.iStart(), set.iEnd(), set.FileType(),
+                                    set.iAttributesCount(), set.MaxRows()}),
+              (std::vector<int32_t>{12, 8, 10, 10, 23, 42, 0}));
+    EXPECT_EQ((std::vector<bool>{set.Unified(), set.Formatted(), set.IsDirty(), set.AllData(),
+                                 set.qAttributesFlag()}),
+              (std::vector<bool>{true, false, true, false, false}));
     EXPECT_EQ(set.SimulationTime(), 1.5f);
-    EXPECT_EQ(set.iAttributesCount(), 42);
-    EXPECT_FALSE(set.qAttributesFlag());
-    EXPECT_EQ(set.MaxRows(), 0);
     std::string columns;
     set.GetDataSetAttribute(16, columns);
     EXPECT_EQ(columns, "0");
 }
 
-// Units loaded from a full vector whose element 7 is the given one.
-int32_t unitsFrom(const Variant& element) {
-    rvStreamSet set;
-    Array<Variant> v = fullVector();
-    v(7) = element;
-    EXPECT_TRUE(set.SetClassVarsFromAttributes(v));
-    return set.Units();
-}
-
 TEST(StreamSetAttributeVector, UnitsTakeTheLeadingNumberAndIndexesOnlyNumbers) {
-    EXPECT_EQ(unitsFrom("abc"), 0);
-    EXPECT_EQ(unitsFrom(" 1 2x"), 12);
-    EXPECT_EQ(unitsFrom("-7"), -7);
-    EXPECT_EQ(unitsFrom("2.5"), 2);
-    EXPECT_EQ(unitsFrom("1e3x"), 1000);
-    EXPECT_EQ(unitsFrom("12e"), 12);
-    EXPECT_EQ(unitsFrom(".5e1"), 5);
-    EXPECT_EQ(unitsFrom(Variant()), 0);
-    EXPECT_EQ(unitsFrom(true), 0);  // the text "True" has no leading number
-    EXPECT_EQ(unitsFrom(3.5), 4);
+    // The text "True" of a Boolean has no leading number.
+    const std::pair<Variant, int32_t> units[] = {
+        {"abc", 0}, {" 1 2x", 12}, {"-7", -7}, {"2.5", 2}, {"1e3x", 1000}, {"12e", 12},
+        {".5e1", 5}, {Variant(), 0}, {true, 0},     {3.5, 4}};
+    for (const auto& [element, expected] : units) {
+        rvStreamSet set;
+        Array<Variant> v = fullVector();
+        v(7) = element;
+        EXPECT_TRUE(set.SetClassVarsFromAttributes(v));
+        EXPECT_EQ(set.Units(), expected) << element.toText();
+    }
 
     rvStreamSet set;
     set.index(1);
@@ -104,20 +91,14 @@ TEST(StreamSetAttributeVector, UnitsTakeTheLeadingNumberAndIndexesOnlyNumbers) {
     v(9) = "x";
     v(10) = "";
     EXPECT_TRUE(set.SetClassVarsFromAttributes(v));
-    EXPECT_EQ(set.index(), 1);
-    EXPECT_EQ(set.iStart(), 2);
-    EXPECT_EQ(set.iEnd(), 3);
-}
+    EXPECT_EQ((std::vector<int32_t>{set.index(), set.iStart(), set.iEnd()}), (std::vector<int32_t>{1, 2, 3}));
 
-TEST(StreamSetAttributeVector, EmptyElementsConvertAsEmpty) {
-    rvStreamSet set;
+    // An all-Empty vector converts every element as Empty, which counts as numeric.
     set.Origin("old");
-    set.iStart(5);
     ASSERT_TRUE(set.SetClassVarsFromAttributes(Array<Variant>(1, 55)));
     EXPECT_EQ(set.Origin(), "");
-    EXPECT_EQ(set.iStart(), 0);  // Empty counts as numeric
+    EXPECT_EQ(set.iStart(), 0);
     EXPECT_FALSE(set.AllData());
-    EXPECT_EQ(set.iAttributesCount(), 0);
 }
 
 TEST(StreamSetAttributeVector, FailurePartWayKeepsTheFieldsAlreadyAssigned) {

@@ -26,21 +26,12 @@ void setAttribute(rvStreamSet& set, int32_t code, std::string text) {
 
 TEST(StreamSetAttributes, NewDatasetHasItsDefaults) {
     rvStreamSet set;
-    EXPECT_TRUE(set.Initialised());
-    EXPECT_TRUE(set.AllData());
-    EXPECT_EQ(set.WAFType(), 2);
-    EXPECT_FALSE(set.WAF());
-    EXPECT_EQ(set.NumberWells(), -1);
-    EXPECT_EQ(set.MaximumNumberWells(), -1);
-    EXPECT_EQ(set.NumberProducers(), -1);
-    EXPECT_EQ(set.NumberInjectors(), -1);
-    EXPECT_EQ(set.MaxRows(), 0);
-    EXPECT_EQ(set.MaxZones(), 0);
-    EXPECT_EQ(set.NumberStreamlines(), 0);
-    EXPECT_EQ(set.Origin(), "");
-    EXPECT_FALSE(set.IsDirty() || set.Unified() || set.Formatted() || set.UseWellList());
-    EXPECT_TRUE(set.qAttributesFlag());
-    EXPECT_EQ(set.iAttributesCount(), 1);
+    EXPECT_TRUE(set.Initialised() && set.AllData() && set.qAttributesFlag());
+    EXPECT_FALSE(set.WAF() || set.IsDirty() || set.Unified() || set.Formatted() || set.UseWellList());
+    EXPECT_EQ((std::vector<int32_t>{set.WAFType(), set.NumberWells(), set.MaximumNumberWells(),
+                                    set.NumberProducers(), set.NumberInjectors(), set.MaxRows(),
+                                    set.MaxZones(), set.NumberStreamlines(), set.iAttributesCount()}),
+              (std::vector<int32_t>{2, -1, -1, -1, -1, 0, 0, 0, 1}));
 }
 
 TEST(StreamSetAttributes, UpperCaseCopiesFollowPropertiesButNotAttributeCodes) {
@@ -48,30 +39,16 @@ TEST(StreamSetAttributes, UpperCaseCopiesFollowPropertiesButNotAttributeCodes) {
     set.Origin("abc");
     set.GroupName("Grüne");
     set.TVDisplayRoot("root");
-    EXPECT_EQ(set.UCaseOrigin(), "ABC");
-    EXPECT_EQ(set.UCaseGroupName(), "GRÜNE");
-    EXPECT_EQ(set.UCaseTVDisplayRoot(), "ROOT");
-    set.TVGroupName("tv");  // has no copy to refresh
-
-    // Codes 1, 19 and 24 store only the plain field.
+    // Codes 1, 19 and 24 store only the plain field; code 55 reads the copy but cannot write it.
     setAttribute(set, 1, "xyz");
     setAttribute(set, 19, "other");
     setAttribute(set, 24, "elsewhere");
-    EXPECT_EQ(set.Origin(), "xyz");
-    EXPECT_EQ(set.UCaseOrigin(), "ABC");
-    EXPECT_EQ(set.GroupName(), "other");
-    EXPECT_EQ(set.UCaseGroupName(), "GRÜNE");
-    EXPECT_EQ(set.TVDisplayRoot(), "elsewhere");
-    EXPECT_EQ(set.UCaseTVDisplayRoot(), "ROOT");
-
-    // Code 55 reads the copy but cannot write it.
-    EXPECT_EQ(getAttribute(set, 55), "ROOT");
     setAttribute(set, 55, "changed");
-    EXPECT_EQ(set.UCaseTVDisplayRoot(), "ROOT");
-}
+    EXPECT_EQ((std::vector<std::string>{set.Origin(), set.UCaseOrigin(), set.GroupName(),
+                                        set.UCaseGroupName(), set.TVDisplayRoot(),
+                                        set.UCaseTVDisplayRoot(), getAttribute(set, 55)}),
+              (std::vector<std::string>{"xyz", "ABC", "other", "GRÜNE", "elsewhere", "ROOT", "ROOT"}));
 
-TEST(StreamSetAttributes, MaxZonesIgnoresValuesBelowOne) {
-    rvStreamSet set;
     set.MaxZones(7);
     set.MaxZones(0);
     set.MaxZones(-3);
@@ -98,35 +75,38 @@ TEST(StreamSetAttributes, CodesWithoutAttributeAnswerUnknown) {
 TEST(StreamSetAttributes, EveryCodeReadsBackWhatItWrites) {
     rvStreamSet set;
     set.Units(-12);
-    set.index(3);
-    set.iStart(4);
     set.iEnd(2147483647);
     set.Unified(true);
-    set.IsDirty(true);
-    set.FileType(9);
     set.FileName("Feld ä.dat");
-    set.DataClass("class");
-    set.UniqueKey("u1");
+    set.TVDisplayRoot("root");
     setAttribute(set, 40, "0.1");
-    EXPECT_EQ(getAttribute(set, 7), "-12");
-    EXPECT_EQ(getAttribute(set, 10), "2147483647");
-    EXPECT_EQ(getAttribute(set, 12), "True");
-    EXPECT_EQ(getAttribute(set, 13), "False");
-    EXPECT_EQ(getAttribute(set, 40), "0.1");
-    EXPECT_FLOAT_EQ(set.SimulationTime(), 0.1f);
-
-    // Codes 16 and 25 reach the streamline table's counts.
-    setAttribute(set, 16, "8");
+    setAttribute(set, 16, "8");  // codes 16 and 25 reach the streamline table's counts
     setAttribute(set, 25, "12");
+    EXPECT_EQ((std::vector<std::string>{getAttribute(set, 7), getAttribute(set, 10),
+                                        getAttribute(set, 12), getAttribute(set, 13),
+                                        getAttribute(set, 40), getAttribute(set, 16)}),
+              (std::vector<std::string>{"-12", "2147483647", "True", "False", "0.1", "8"}));
+    EXPECT_FLOAT_EQ(set.SimulationTime(), 0.1f);
     EXPECT_EQ(set.MaxRows(), 12);
-    EXPECT_EQ(getAttribute(set, 16), "8");
 
-    const int32_t codes[] = {1, 2, 3, 4, 6, 7, 8, 9, 10, 12, 13, 16, 18,
-                             19, 20, 21, 22, 23, 24, 25, 40, 55};
-    for (const int32_t code : codes) setAttribute(set, code, getAttribute(set, code));
+    // Each code gets its own value, so a code wired to the wrong field shows.
+    const auto text = [](int32_t code) {
+        return code == 12 || code == 22 ? "True" : code == 13 ? "False" : std::to_string(100 + code);
+    };
+    const int32_t codes[] = {1, 2, 3, 4, 6, 7, 8, 9, 10, 12, 13, 16, 18, 19, 20, 21, 22, 23, 24, 25, 40};
     rvStreamSet copy;
-    for (const int32_t code : codes) setAttribute(copy, code, getAttribute(set, code));
-    for (const int32_t code : codes) EXPECT_EQ(getAttribute(copy, code), getAttribute(set, code));
+    for (const int32_t code : codes) setAttribute(copy, code, text(code));
+    for (const int32_t code : codes) setAttribute(set, code, getAttribute(copy, code));
+    for (const int32_t code : codes) EXPECT_EQ(getAttribute(set, code), text(code)) << code;
+    EXPECT_EQ((std::vector<std::string>{set.Origin(), set.FileName(), set.SourceType(), set.DateStamp(),
+                                        set.DataClass(), set.TVGroupName(), set.GroupName(),
+                                        set.DataRootPath(), set.UniqueKey(), set.TVDisplayRoot()}),
+              (std::vector<std::string>{"101", "102", "103", "104", "106", "118", "119", "120", "121", "124"}));
+    EXPECT_EQ((std::vector<int32_t>{set.Units(), set.index(), set.iStart(), set.iEnd(), set.FileType(),
+                                    set.MaxRows()}),
+              (std::vector<int32_t>{107, 108, 109, 110, 123, 125}));
+    EXPECT_TRUE(set.Unified() && !set.Formatted() && set.IsDirty());
+    EXPECT_EQ(set.SimulationTime(), 140.0f);
 }
 
 TEST(StreamSetAttributes, UnconvertibleTextKeepsTheOldValueAndIsReported) {
@@ -148,19 +128,13 @@ TEST(StreamSetAttributes, UnconvertibleTextKeepsTheOldValueAndIsReported) {
 TEST(StreamSetAttributes, IndexFromTVKEYComparesWithTheDatasetsOwnKey) {
     rvStreamSet set;
     set.TreeViewKey("K");
-    std::string key = "K";
+    std::string key = "K", lower = "k", header = "X";
     EXPECT_EQ(set.IndexFromTVKEY(key), 0);  // no headers yet
-
-    Array<std::string> headers(1, 3);
-    headers(1) = "X";
-    headers(2) = "Y";
-    headers(3) = "K";
+    const Array<std::string> headers = testing_support::list<std::string>({"X", "Y", "K"});
     bool qOK = false;
     set.setHeaders(headers, headers, 3, qOK);
     ASSERT_TRUE(qOK);
     EXPECT_EQ(set.IndexFromTVKEY(key), 1);
-    std::string lower = "k";
-    std::string header = "X";
     EXPECT_EQ(set.IndexFromTVKEY(lower), 0);
     EXPECT_EQ(set.IndexFromTVKEY(header), 0);
 }
@@ -171,33 +145,22 @@ TEST(StreamSetGrid, ValuesAreStoredUncheckedAndGridSetOnlyFollowsTheDimensions) 
     bool qOK = false;
     set.getGridDimension(nx, ny, nz, qOK);
     EXPECT_TRUE(qOK);
-    EXPECT_EQ(nx + ny + nz, 0);
-    EXPECT_FALSE(set.GridSet());
-
+    EXPECT_EQ((std::vector<int32_t>{nx, ny, nz}), (std::vector<int32_t>{0, 0, 0}));
     set.setLimits(10, 1, -2, -3, 4, 5, qOK);
-    EXPECT_TRUE(qOK);
     EXPECT_FALSE(set.GridSet());
-    float l[6] = {};
-    set.getLimits(l[0], l[1], l[2], l[3], l[4], l[5], qOK);
-    EXPECT_EQ(std::vector<float>(l, l + 6), (std::vector<float>{10, 1, -2, -3, 4, 5}));
-
     set.setGridDimension(0, -1, 5, qOK);
     EXPECT_TRUE(set.GridSet());
     set.getGridDimension(nx, ny, nz, qOK);
-    EXPECT_EQ(nx, 0);
-    EXPECT_EQ(ny, -1);
-    EXPECT_EQ(nz, 5);
+    EXPECT_EQ((std::vector<int32_t>{nx, ny, nz}), (std::vector<int32_t>{0, -1, 5}));
 
-    float low = 0, high = 0;
+    float l[10] = {};
     set.setTOFLimits(7, 3, qOK);
     set.setDRTLimits(-1, 2, qOK);
-    set.getTOFLimits(low, high, qOK);
-    EXPECT_EQ(low, 7);
-    EXPECT_EQ(high, 3);
-    set.getDRTLimits(low, high, qOK);
-    EXPECT_EQ(low, -1);
-    EXPECT_EQ(high, 2);
+    set.getLimits(l[0], l[1], l[2], l[3], l[4], l[5], qOK);
+    set.getTOFLimits(l[6], l[7], qOK);
+    set.getDRTLimits(l[8], l[9], qOK);
     EXPECT_TRUE(qOK);
+    EXPECT_EQ(std::vector<float>(l, l + 10), (std::vector<float>{10, 1, -2, -3, 4, 5, 7, 3, -1, 2}));
 }
 
 }  // namespace

@@ -21,6 +21,7 @@ Array<int32_t> entryTable(int32_t lower, const std::vector<std::vector<int32_t>>
 
 using testing_support::lastReport;
 using testing_support::list;
+using testing_support::values;
 
 // Wells: 1 PROD (producer, entry 1), 2 INJ (injector, entry 1), 3 prod2 (producer, entry 2),
 // 4 OBS (type 3). Producer 1 is fed by wells 2 and 4 and owns streamlines 2-4; producer 2 has
@@ -29,10 +30,7 @@ class Connections : public ::testing::Test {
 protected:
     void SetUp() override {
         errorReporter().clearRecentMessages();
-        const std::vector<std::string> names = {"PROD", "INJ", "prod2", "OBS"};
-        Array<std::string> nameList(1, 4);
-        for (int32_t i = 1; i <= 4; ++i) nameList(i) = names[static_cast<size_t>(i - 1)];
-        set.setWellNames(nameList, 4, qOK);
+        set.setWellNames(list<std::string>({"PROD", "INJ", "prod2", "OBS"}), 4, qOK);
         set.setWellTypes(list<int32_t>({1, 2, 1, 3}), 4, qOK);
         set.setWellIndex(list<int32_t>({1, 1, 2, 0}), 4, qOK);
         set.setStreamLinePointers(Array<int32_t>(1, 8, 1, 10), 8, 5, qOK);
@@ -50,7 +48,6 @@ protected:
 
 TEST(ConnectionTables, NewDatasetHasNone) {
     rvStreamSet set;
-    EXPECT_EQ(set.NumberProducers(), -1);
     EXPECT_EQ(set.NumberInjectors(), -1);
     Array<int32_t> sources;
     int32_t nSources = 5;
@@ -68,10 +65,7 @@ TEST_F(Connections, SourcesSinksAndWellDispatch) {
     int32_t nWells = 0;
     set.getProducerConnections(1, wells, nWells, qOK);
     ASSERT_TRUE(qOK);
-    ASSERT_EQ(nWells, 2);
-    EXPECT_EQ(wells(1), 2);
-    EXPECT_EQ(wells(2), 4);
-
+    EXPECT_EQ(values(wells, nWells), (std::vector<int32_t>{2, 4}));
     // No sources: count 0, qOK True, the caller's array untouched.
     set.getProducerConnections(2, wells, nWells, qOK);
     EXPECT_TRUE(qOK);
@@ -80,8 +74,7 @@ TEST_F(Connections, SourcesSinksAndWellDispatch) {
 
     set.getWellConnections(2, wells, nWells, qOK);  // the injector feeds PROD
     EXPECT_TRUE(qOK);
-    EXPECT_EQ(nWells, 1);
-    EXPECT_EQ(wells(1), 1);
+    EXPECT_EQ(values(wells, nWells), (std::vector<int32_t>{1}));
     set.getWellNameConnections("prod", wells, nWells, qOK);  // upper-cased query finds PROD
     EXPECT_EQ(nWells, 2);
     for (int32_t iWell : {4, 0, 5}) {  // a type-3 well and invalid numbers
@@ -92,15 +85,13 @@ TEST_F(Connections, SourcesSinksAndWellDispatch) {
 }
 
 TEST_F(Connections, NamesAndNumbersOfEntries) {
-    EXPECT_EQ(set.getProducerWellName(2), "prod2");
-    EXPECT_EQ(set.getInjectorWellName(1), "INJ");
-    EXPECT_EQ(set.getProducerWellName(3), "");
-    EXPECT_EQ(set.getInjectorWellName(0), "");
+    EXPECT_EQ((std::vector<std::string>{set.getProducerWellName(2), set.getInjectorWellName(1),
+                                        set.getProducerWellName(3), set.getInjectorWellName(0)}),
+              (std::vector<std::string>{"prod2", "INJ", "", ""}));
     Array<std::string> names;
     int32_t NumWells = 0;
     set.getProducerWellNames(names, NumWells, qOK);
-    ASSERT_EQ(NumWells, 2);
-    EXPECT_EQ(names(1), "PROD");
+    EXPECT_EQ(values(names, NumWells), (std::vector<std::string>{"PROD", "prod2"}));
 
     // The entry lookup compares names as given, without upper-casing.
     EXPECT_EQ(set.ProducerNumber("prod2"), 3);
@@ -115,9 +106,7 @@ TEST_F(Connections, StreamlinesOfAWell) {
     int32_t nStream = 0;
     set.getWellNameStreamLineNumbers("PROD", streams, nStream, qOK);
     ASSERT_TRUE(qOK);
-    ASSERT_EQ(nStream, 3);
-    EXPECT_EQ(streams(1), 2);
-    EXPECT_EQ(streams(3), 4);
+    EXPECT_EQ(values(streams, nStream), (std::vector<int32_t>{2, 3, 4}));
     set.getWellStreamLineNumbers(3, streams, nStream, qOK);  // no streamlines
     EXPECT_TRUE(qOK);
     EXPECT_EQ(nStream, 0);
@@ -141,8 +130,7 @@ TEST_F(Connections, ShortTablesChangeNothing) {
     set.setInjectorData(entryTable(0, {{0, 0, 0, 0, 0}, {9, 9, 9, 9, 9}}), 1,
                         entryTable(1, {{0, 0, 0, 3, 0}}), 2, qOK);
     EXPECT_FALSE(qOK);
-    const std::string report = lastReport();
-    EXPECT_NE(report.find("(rvStreamSet.SetInjectorData)"), std::string::npos);
+    EXPECT_NE(lastReport().find("(rvStreamSet.SetInjectorData)"), std::string::npos);
 
     Array<int32_t> producers, sources;
     int32_t nProducers = 0, nSources = 0;

@@ -2,7 +2,6 @@
 // up without one, forwarding, and the well mapping in both directions.
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,39 +10,15 @@
 #include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 #include "wafset/waf_set.hpp"
+#include "wafset/waf_set_test_support.hpp"
 
 namespace tkstream63 {
 namespace {
 
+using testing_support::fiveSpotWafSet;
 using testing_support::list;
 using testing_support::reports;
-
-// WAF wells 1 I1 (injector 1), 2..5 P1..P4 (producers 1..4). Rows 1-4: I1's partners P1..P4 at
-// 100 k; row 5: I1's total (1000; water 900, efficiency 0.9); rows 6-9: producer k's partner I1.
-std::shared_ptr<rvWAFSet> fiveSpot() {
-    auto set = std::make_shared<rvWAFSet>();
-    bool qOK = false;
-    set->setWellNames(list<std::string>({"I1", "P1", "P2", "P3", "P4"}), 5, qOK);
-    set->setWellTypes(list<int32_t>({2, 1, 1, 1, 1}), 5, qOK);
-    set->setWellIndices(list<int32_t>({1, 1, 2, 3, 4}), 5, qOK);
-    set->setInjectorsData(list<int32_t>({1}), list<int32_t>({4}), list<int32_t>({0}),
-                          list<int32_t>({5}), list<float>({1000}), 1, qOK);
-    set->setProducersData(list<int32_t>({6, 7, 8, 9}), list<int32_t>({1, 1, 1, 1}),
-                          list<int32_t>({0, 0, 0, 0}), list<int32_t>({0, 0, 0, 0}),
-                          list<float>({100, 200, 300, 400}), 4, qOK);
-    Array<float> table(1, 9, 1, 9);
-    for (int32_t k = 1; k <= 4; ++k) {
-        table(1, k) = static_cast<float>(k + 1);
-        table(2, k) = 100.0f * k;
-        table(1, 5 + k) = 1;
-        table(2, 5 + k) = 100.0f * k;
-    }
-    table(2, 5) = 1000;
-    table(5, 5) = 900;
-    table(9, 5) = 0.9f;
-    set->setWAFData(table, 9, 9, qOK);
-    return set;
-}
+using testing_support::values;
 
 std::string objectError(const std::string& member) {
     return "Error:Object variable or With block variable not set (No.91) In [rvStreamSet (Code) "
@@ -52,6 +27,9 @@ std::string objectError(const std::string& member) {
 
 class DatasetWAF : public testing_support::ReportClearingTest {
 protected:
+    void getData(int32_t iWell) {
+        dataset.getWAFWellData(iWell, sRate, n, otherRate, totalRate, iWells, zWells, qOK);
+    }
 
     rvStreamSet dataset;
     Array<float> sRate;
@@ -59,16 +37,14 @@ protected:
     Array<std::string> zWells;
     int32_t n = -7;
     float otherRate = -7, totalRate = -7;
+    bool qOK = false;
 };
 
 TEST_F(DatasetWAF, WithoutASetEveryMemberGivesItsFallbackSilently) {
-    EXPECT_EQ(dataset.getWAFNumberWells(), 0);
-    EXPECT_EQ(dataset.getWAFWellNumber("I1"), -1);
-    EXPECT_EQ(dataset.getWAFWellFromSLWell(1), -1);
-    EXPECT_EQ(dataset.getSLWellFromWAFWell(1), -1);
-
+    EXPECT_EQ((std::vector<int32_t>{dataset.getWAFNumberWells(), dataset.getWAFWellNumber("I1"),
+                                    dataset.getWAFWellFromSLWell(1), dataset.getSLWellFromWAFWell(1)}),
+              (std::vector<int32_t>{0, -1, -1, -1}));
     int32_t iType = 77;
-    bool qOK = false;
     dataset.getWAFWellType(1, iType, qOK);  // qOK True, iType untouched
     EXPECT_TRUE(qOK);
     EXPECT_EQ(iType, 77);
@@ -80,7 +56,7 @@ TEST_F(DatasetWAF, WithoutASetEveryMemberGivesItsFallbackSilently) {
         qOK = before;
         Array<std::string> zNames;
         dataset.getWAFWellNames(zNames, n, qOK);
-        dataset.getWAFWellData(1, sRate, n, otherRate, totalRate, iWells, zWells, qOK);
+        getData(1);
         dataset.getWAFInjectorWellNames(zNames, n, qOK);
         EXPECT_EQ(qOK, before);
     }
@@ -95,10 +71,8 @@ TEST_F(DatasetWAF, WithoutASetEveryMemberGivesItsFallbackSilently) {
 }
 
 TEST_F(DatasetWAF, FlagWithoutASetReportsTheObjectErrorAndKeepsFallbacks) {
-    bool qOK = false;
     dataset.setWAF(nullptr, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_TRUE(dataset.WAF());
+    EXPECT_TRUE(qOK && dataset.WAF());
 
     EXPECT_EQ(dataset.getWAFNumberWells(), 0);
     EXPECT_EQ(reports().back(), objectError("getWAFNumberWells"));
@@ -108,25 +82,19 @@ TEST_F(DatasetWAF, FlagWithoutASetReportsTheObjectErrorAndKeepsFallbacks) {
     EXPECT_TRUE(qOK);
     EXPECT_EQ(iType, 77);
     EXPECT_EQ(reports().back(), objectError("getWAFWellType"));
-    dataset.getWAFWellData(1, sRate, n, otherRate, totalRate, iWells, zWells, qOK);
+    getData(1);
     EXPECT_TRUE(qOK);
     EXPECT_EQ(n, -7);
     EXPECT_EQ(reports().back(), objectError("getWAFWellData"));
-    Array<float> water, efficiency;
-    dataset.getWAFWellEfficiencies(water, efficiency, n, qOK);
-    EXPECT_FALSE(qOK);
-    EXPECT_EQ(n, 0);
 
     // The reverse mapping asks for the WAF well's name, which reports; the result stays -1.
     errorReporter().clearRecentMessages();
     EXPECT_EQ(dataset.getSLWellFromWAFWell(1), -1);
-    ASSERT_EQ(reports().size(), 1u);
-    EXPECT_EQ(reports().front(), objectError("getWAFWellName"));
+    EXPECT_EQ(reports(), std::vector<std::string>{objectError("getWAFWellName")});
 }
 
 TEST_F(DatasetWAF, AttachedSetAnswersUntilTheFlagDrops) {
-    bool qOK = false;
-    dataset.setWAF(fiveSpot(), qOK);
+    dataset.setWAF(fiveSpotWafSet(), qOK);
     ASSERT_TRUE(qOK);
     EXPECT_EQ(dataset.getWAFNumberWells(), 5);
     EXPECT_EQ(dataset.getWAFNumberProducers(), 4);
@@ -140,11 +108,9 @@ TEST_F(DatasetWAF, AttachedSetAnswersUntilTheFlagDrops) {
 
     Array<std::string> zNames;
     dataset.getWAFProducerWellNames(zNames, n, qOK);
-    ASSERT_EQ(n, 4);
-    EXPECT_EQ(zNames(3), "P3");
+    EXPECT_EQ(values(zNames, n), (std::vector<std::string>{"P1", "P2", "P3", "P4"}));
     dataset.getWAFInjectorWellNames(zNames, n, qOK);
-    ASSERT_EQ(n, 1);
-    EXPECT_EQ(zNames(1), "I1");
+    EXPECT_EQ(values(zNames, n), std::vector<std::string>{"I1"});
 
     float water = 0, efficiency = 0;
     dataset.getWAFWellEfficiencyData(1, water, efficiency, qOK);
@@ -157,62 +123,41 @@ TEST_F(DatasetWAF, AttachedSetAnswersUntilTheFlagDrops) {
     EXPECT_TRUE(reports().empty());
 }
 
-TEST_F(DatasetWAF, WellsMapByNameBothWays) {
-    bool qOK = false;
+TEST_F(DatasetWAF, WellsMapByNameBothWaysAndRatePartnersOnceStreamlinesExist) {
     dataset.setWellNames(list<std::string>({"P2", "I1", "p1", "P4"}), 4, qOK);
     ASSERT_TRUE(qOK);
-    EXPECT_EQ(dataset.getWAFWellFromSLWell(1), -1);  // no set yet
-    dataset.setWAF(fiveSpot(), qOK);
+    dataset.setWAF(fiveSpotWafSet(), qOK);
+    // "p1" is upper-cased by the set's lookup, but the dataset's lookup never finds it; P3 is no
+    // dataset well.
+    std::vector<int32_t> toWAF, fromWAF;
+    for (int32_t iWell = 0; iWell <= 5; ++iWell) {
+        toWAF.push_back(dataset.getWAFWellFromSLWell(iWell));
+        fromWAF.push_back(dataset.getSLWellFromWAFWell(iWell));
+    }
+    EXPECT_EQ(toWAF, (std::vector<int32_t>{-1, 3, 1, 2, 5, -1}));
+    EXPECT_EQ(fromWAF, (std::vector<int32_t>{-1, 2, -1, 1, -1, 4}));
 
-    EXPECT_EQ(dataset.getWAFWellFromSLWell(1), 3);
-    EXPECT_EQ(dataset.getWAFWellFromSLWell(2), 1);
-    EXPECT_EQ(dataset.getWAFWellFromSLWell(3), 2);  // "p1" is upper-cased by the set's lookup
-    EXPECT_EQ(dataset.getWAFWellFromSLWell(4), 5);
-    EXPECT_EQ(dataset.getWAFWellFromSLWell(5), -1);
-
-    EXPECT_EQ(dataset.getSLWellFromWAFWell(1), 2);
-    EXPECT_EQ(dataset.getSLWellFromWAFWell(2), -1);  // "P1" never matches the stored "p1"
-    EXPECT_EQ(dataset.getSLWellFromWAFWell(3), 1);
-    EXPECT_EQ(dataset.getSLWellFromWAFWell(4), -1);  // P3 is not a dataset well
-    EXPECT_EQ(dataset.getSLWellFromWAFWell(5), 4);
-    EXPECT_EQ(dataset.getSLWellFromWAFWell(0), -1);
-    EXPECT_TRUE(reports().empty());
-}
-
-TEST_F(DatasetWAF, RatePartnersBecomeDatasetWellsOnceStreamlinesExist) {
-    bool qOK = false;
-    dataset.setWellNames(list<std::string>({"P2", "I1", "p1", "P4"}), 4, qOK);
-    dataset.setWAF(fiveSpot(), qOK);
-
-    dataset.getWAFWellData(1, sRate, n, otherRate, totalRate, iWells, zWells, qOK);
+    getData(1);
     ASSERT_TRUE(qOK);
-    ASSERT_EQ(n, 4);
-    EXPECT_EQ(iWells(1), 2);  // still WAF numbers: no streamlines yet
-    EXPECT_EQ(iWells(4), 5);
-
-    Array<int32_t> pointers(1, 8, 1, 2);
-    dataset.setStreamLinePointers(pointers, 8, 1, qOK);
+    EXPECT_EQ(values(iWells, n), (std::vector<int32_t>{2, 3, 4, 5}));  // no streamlines yet
+    dataset.setStreamLinePointers(Array<int32_t>(1, 8, 1, 2), 8, 1, qOK);
     ASSERT_GT(dataset.NumberStreamlines(), 0);
-
-    dataset.getWAFWellData(1, sRate, n, otherRate, totalRate, iWells, zWells, qOK);
+    getData(1);
     ASSERT_TRUE(qOK);
-    EXPECT_EQ(iWells(1), -1);  // P1 -> stored "p1": not found
-    EXPECT_EQ(iWells(2), 1);
-    EXPECT_EQ(iWells(3), -1);
-    EXPECT_EQ(iWells(4), 4);
+    EXPECT_EQ(values(iWells, n), (std::vector<int32_t>{-1, 1, -1, 4}));
     EXPECT_EQ(zWells(2), "P2");  // names stay the set's
     EXPECT_FLOAT_EQ(sRate(4), 400);
 
     // The query by name passes the set's numbers through unmapped, and its rates by position.
     dataset.getWAFWellNameData("I1", sRate, n, otherRate, totalRate, iWells, zWells, qOK);
     EXPECT_EQ(iWells(2), 3);
-    EXPECT_EQ(otherRate, 0.0f);
-    EXPECT_FLOAT_EQ(totalRate, 1000);
+    EXPECT_FLOAT_EQ(otherRate, 5);
+    EXPECT_FLOAT_EQ(totalRate, 1005);
 
     // A refused well maps nothing, even with stale arrays and counts.
     iWells = list<int32_t>({5});
     n = 3;
-    dataset.getWAFWellData(9, sRate, n, otherRate, totalRate, iWells, zWells, qOK);
+    getData(9);
     EXPECT_FALSE(qOK);
     EXPECT_EQ(iWells(1), 5);
     EXPECT_TRUE(reports().empty());

@@ -11,9 +11,11 @@ namespace tkstream63 {
 namespace {
 
 using testing_support::lastReport;
+using testing_support::values;
+using Names = std::vector<std::string>;
 
-Array<std::string> texts(std::initializer_list<std::string> values, int32_t lower = 1) {
-    return testing_support::list(values, lower);
+Array<std::string> texts(std::initializer_list<std::string> names, int32_t lower = 1) {
+    return testing_support::list(names, lower);
 }
 
 class WellList : public ::testing::Test {
@@ -22,14 +24,18 @@ protected:
         set.setWellNames(texts({"P1", "P2", "I1"}), 3, qOK);
         ASSERT_TRUE(qOK);
     }
-
     std::vector<int32_t> numbers() {
         Array<int32_t> list;
         int32_t n = 0;
         set.GetWellListNumbers(list, n, qOK);
-        std::vector<int32_t> result;
-        for (int32_t i = 1; i <= n; ++i) result.push_back(list(i));
-        return result;
+        return values(list, n);
+    }
+    // The caller's array as the member left it: the names handed out, or untouched when none were.
+    Names names() {
+        Array<std::string> list = texts({"untouched"});
+        int32_t n = 0;
+        set.GetWellList(list, n, qOK);
+        return n == 0 ? values(list) : values(list, n);
     }
 
     rvStreamSet set;
@@ -38,8 +44,7 @@ protected:
 
 TEST(WellListState, NewDatasetAndHandSetFlag) {
     rvStreamSet set;
-    EXPECT_FALSE(set.WellListSet());
-    EXPECT_FALSE(set.UseWellList());
+    EXPECT_FALSE(set.WellListSet() || set.UseWellList());
     Array<int32_t> numbers;
     int32_t n = 9;
     bool qOK = false;
@@ -50,10 +55,7 @@ TEST(WellListState, NewDatasetAndHandSetFlag) {
     set.WellListSet(true);
     Array<std::string> names;
     set.GetWellList(names, n, qOK);
-    EXPECT_EQ(n, 1);
-    EXPECT_EQ(names(1), "");
-    set.UseWellList(true);
-    EXPECT_TRUE(set.UseWellList());
+    EXPECT_EQ(values(names, n), Names{""});
 }
 
 TEST_F(WellList, ResolvesInWellOrderAndAlwaysAnswersFalse) {
@@ -62,11 +64,7 @@ TEST_F(WellList, ResolvesInWellOrderAndAlwaysAnswersFalse) {
     EXPECT_FALSE(qOK);
     EXPECT_TRUE(set.WellListSet());
     EXPECT_EQ(numbers(), (std::vector<int32_t>{1, 2}));
-    Array<std::string> names;
-    int32_t n = 0;
-    set.GetWellList(names, n, qOK);
-    EXPECT_EQ(n, 2);
-    EXPECT_EQ(names(2), "p1");  // kept as given
+    EXPECT_EQ(names(), (Names{"P2", "p1"}));  // kept as given
 
     // Unknown and repeated names leave trailing zeros; the count is the number of names.
     set.SetWellList(texts({"I1", "NOPE", "I1"}), qOK);
@@ -74,13 +72,9 @@ TEST_F(WellList, ResolvesInWellOrderAndAlwaysAnswersFalse) {
 
     // One empty name clears the list; what was resolved before is no longer handed out.
     set.SetWellList(texts({""}), qOK);
-    EXPECT_FALSE(qOK);
-    EXPECT_FALSE(set.WellListSet());
-    names = texts({"untouched"});
-    set.GetWellList(names, n, qOK);
+    EXPECT_FALSE(qOK || set.WellListSet());
+    EXPECT_EQ(names(), Names{"untouched"});
     EXPECT_TRUE(qOK);
-    EXPECT_EQ(n, 0);
-    EXPECT_EQ(names(1), "untouched");
 }
 
 TEST_F(WellList, ListWithoutElementOneIsReported) {
@@ -93,23 +87,16 @@ TEST_F(WellList, ListWithoutElementOneIsReported) {
 }
 
 TEST_F(WellList, DefinedAndInListChecksOwnWellNames) {
-    Array<bool> defined(1, 3);
-    defined(1) = true;
-    defined(2) = false;
-    defined(3) = true;
-    set.setWellDefined(defined, 3, qOK);
+    set.setWellDefined(testing_support::list({true, false, true}), 3, qOK);
     set.SetWellList(texts({"P1"}), qOK);
     bool qDefined = false;
     set.GetWellDefinedAndInList(3, qDefined, qOK);  // I1 is not listed, yet passes
-    EXPECT_TRUE(qOK);
-    EXPECT_TRUE(qDefined);
+    EXPECT_TRUE(qOK && qDefined);
     set.GetWellDefinedAndInList(2, qDefined, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_FALSE(qDefined);
+    EXPECT_TRUE(qOK && !qDefined);
     qDefined = true;
     set.GetWellDefinedAndInList(4, qDefined, qOK);
-    EXPECT_FALSE(qOK);
-    EXPECT_FALSE(qDefined);
+    EXPECT_FALSE(qOK || qDefined);
 }
 
 }  // namespace

@@ -8,12 +8,7 @@ namespace tkstream63::store_test {
 namespace {
 
 using Strings = std::vector<std::string>;
-
-Strings toStrings(const Array<std::string>& array, int32_t n) {
-    Strings result;
-    for (int32_t k = 1; k <= n; ++k) result.push_back(array(k));
-    return result;
-}
+using testing_support::values;
 
 std::shared_ptr<rvWAFSet> wafSetWithWells(const Strings& names) {
     auto set = std::make_shared<rvWAFSet>();
@@ -84,23 +79,7 @@ TEST_F(StoreTest, EveryAccessorReportsAnEmptySpareSlotUnderItsOwnName) {
     EXPECT_TRUE(reports().empty());
 }
 
-TEST_F(StoreTest, TheSpareNumberReachesTheFreshSpareDataSet) {
-    fill({"A"});
-    std::string origin = "keep";
-    EXPECT_TRUE(store.DSOrigin(2, origin));
-    EXPECT_EQ(origin, "");
-    EXPECT_EQ(store.DSNumberWells(2), -1) << "a fresh dataset has no well table yet";
-    EXPECT_TRUE(store.Initialised(2));
-    EXPECT_TRUE(store.AllData(2));
-    EXPECT_EQ(store.LoadEverySL(2), 1);
-    bool qOK = false;
-    store.DSSetFileType(2, 7, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(item(2)->FileType(), 7);
-    EXPECT_EQ(store.NumberOfStreamSets(), 1);
-}
-
-TEST_F(StoreTest, BadNumbersGiveFallbacksAndLeaveOutputsAlone) {
+TEST_F(StoreTest, BadNumbersGiveFallbacksAndTheSpareNumberReachesTheFreshSpareDataSet) {
     fill({"A", "B"});
     for (const int32_t bad : {0, -1, 4}) {
         std::string text = "keep";
@@ -114,14 +93,12 @@ TEST_F(StoreTest, BadNumbersGiveFallbacksAndLeaveOutputsAlone) {
 
         float limits[6] = {9, 9, 9, 9, 9, 9};
         bool qOK = true;
-        store.DSGetLimits(bad, limits[0], limits[1], limits[2], limits[3], limits[4], limits[5],
-                          qOK);
+        store.DSGetLimits(bad, limits[0], limits[1], limits[2], limits[3], limits[4], limits[5], qOK);
         EXPECT_FALSE(qOK);
         EXPECT_EQ(limits[5], 9.0f);
         Array<std::string> names = textArray({"keep"});
         store.DSGetWellList(bad, names, number, qOK);
         EXPECT_EQ(names(1), "keep");
-
         store.SetDSFileName(bad, "changed");
         store.IsDirty(bad, true);
         store.DSSetFileType(bad, 5, qOK);
@@ -133,6 +110,18 @@ TEST_F(StoreTest, BadNumbersGiveFallbacksAndLeaveOutputsAlone) {
         EXPECT_EQ(item(i)->FileType(), 0);
     }
     EXPECT_TRUE(reports().empty());
+
+    std::string origin = "keep";
+    EXPECT_TRUE(store.DSOrigin(3, origin));
+    EXPECT_EQ(origin, "");
+    EXPECT_EQ(store.DSNumberWells(3), -1) << "a fresh dataset has no well table yet";
+    EXPECT_TRUE(store.Initialised(3) && store.AllData(3));
+    EXPECT_EQ(store.LoadEverySL(3), 1);
+    bool qOK = false;
+    store.DSSetFileType(3, 7, qOK);
+    EXPECT_TRUE(qOK);
+    EXPECT_EQ(item(3)->FileType(), 7);
+    EXPECT_EQ(store.NumberOfStreamSets(), 2);
 }
 
 // A forward to the wrong dataset member is the fault to catch: every attribute gets its own value.
@@ -148,10 +137,9 @@ TEST_F(StoreTest, AttributeAccessorsReachTheirOwnMemberOfTheNumberedDataSet) {
     target->Formatted(true);
     target->MissedSL(true);
     target->LoadEverySL(4);
-    for (auto [code, text] :
-         std::vector<std::pair<int32_t, std::string>>{{8, "11"}, {9, "12"}, {10, "13"}}) {
-        target->SetDataSetAttribute(code, text);
-    }
+    target->index(11);
+    target->iStart(12);
+    target->iEnd(13);
     store.SetDSFileName(2, "one.dat");
     EXPECT_EQ(target->FileName(), "one.dat");
     store.DSsetFileName(2, "two.dat");
@@ -164,12 +152,11 @@ TEST_F(StoreTest, AttributeAccessorsReachTheirOwnMemberOfTheNumberedDataSet) {
     store.IsDirty(2, true);
     store.DSUseWellList(2, true);
 
-    const Strings texts = {store.Origin(2),        store.GroupName(2),    store.SourceType(2),
-                           store.UniqueKey(2),     store.DataRootPath(2), store.GetDataRootPath(2),
-                           store.FileName(2),      store.GetFileName(2),  store.DateStamp(2),
-                           store.GetDataSetDate(2)};
-    EXPECT_EQ(texts, (Strings{"B", "GROUP", "SIM", "KEY", "ROOT", "ROOT", "two.dat", "two.dat",
-                              "01/01/2024", "01/01/2024"}));
+    EXPECT_EQ((Strings{store.Origin(2), store.GroupName(2), store.SourceType(2), store.UniqueKey(2),
+                       store.DataRootPath(2), store.GetDataRootPath(2), store.FileName(2),
+                       store.GetFileName(2), store.DateStamp(2), store.GetDataSetDate(2)}),
+              (Strings{"B", "GROUP", "SIM", "KEY", "ROOT", "ROOT", "two.dat", "two.dat",
+                       "01/01/2024", "01/01/2024"}));
     EXPECT_EQ((std::vector<int32_t>{store.index(2), store.iStart(2), store.iEnd(2),
                                     store.FileType(2), store.LoadEverySL(2)}),
               (std::vector<int32_t>{11, 12, 13, 4, 4}));
@@ -184,8 +171,7 @@ TEST_F(StoreTest, AttributeAccessorsReachTheirOwnMemberOfTheNumberedDataSet) {
                 store.DSDataClass(2, fetched[4]) && store.DSDateStamp(2, fetched[5]) &&
                 store.DSDataIndex(2, numbers[0]) && store.DSFileType(2, numbers[1]));
     EXPECT_EQ(fetched, (Strings{"B", "GROUP", "TREE", "SIM", "CLASS", "01/01/2024"}));
-    EXPECT_EQ(numbers[0], 11);
-    EXPECT_EQ(numbers[1], 4);
+    EXPECT_EQ((std::vector<int32_t>{numbers[0], numbers[1]}), (std::vector<int32_t>{11, 4}));
     EXPECT_FALSE(store.DSGetDataSetAttribute(2, 5, fetched[0])) << "the dataset's own answer";
     EXPECT_EQ(fetched[0], "Unknown");
 
@@ -196,7 +182,7 @@ TEST_F(StoreTest, AttributeAccessorsReachTheirOwnMemberOfTheNumberedDataSet) {
     EXPECT_EQ(store.UnitDataSource(1), 0);
 }
 
-TEST_F(StoreTest, TablesPassThroughInTheirPublishedOrder) {
+TEST_F(StoreTest, TablesAndWellListsPassThroughInTheirPublishedOrder) {
     fill({"A"});
     const auto target = item(1);
     bool qOK = false;
@@ -216,42 +202,30 @@ TEST_F(StoreTest, TablesPassThroughInTheirPublishedOrder) {
     EXPECT_EQ(store.DSWellName(1, 2), "I1");
     Array<int32_t> numbers(1, 2);
     store.DSListOfWellNumbers(1, textArray({"I1", "X"}), 2, numbers, qOK);
-    EXPECT_EQ(numbers(1), 2);
-    EXPECT_EQ(numbers(2), -1);
+    EXPECT_EQ(values(numbers), (std::vector<int32_t>{2, -1}));
     Array<std::string> names;
     int32_t n = 0;
     store.DSSetWellList(1, textArray({"I1"}), qOK);
     store.DSGetWellList(1, names, n, qOK);
-    EXPECT_EQ(toStrings(names, n), (Strings{"I1"}));
+    EXPECT_EQ(values(names, n), Strings{"I1"});
     store.DSGetWellListNumbers(1, numbers, n, qOK);
-    EXPECT_EQ(numbers(1), 2);
-}
+    EXPECT_EQ(values(numbers, n), std::vector<int32_t>{2});
 
-TEST_F(StoreTest, BothListOfWellNamesMembersAnswerFromTheWAFSet) {
-    fill({"A"});
-    const auto target = item(1);
-    bool qOK = false;
-    target->setWellNames(textArray({"P1", "P2", "P3"}), 3, qOK);
+    // Both list-of-names members answer from the WAF set.
     target->setWAF(wafSetWithWells({"W1", "W2", "W3"}), qOK);
-
-    Array<std::string> plain;
-    Array<std::string> waf;
+    Array<std::string> plain, waf;
     store.DSListOfWellNames(1, longArray({3, 1}), 2, plain, qOK);
     EXPECT_TRUE(qOK);
     store.DSWAFListOfWellNames(1, longArray({3, 1}), 2, waf, qOK);
-    EXPECT_EQ(toStrings(plain, 2), (Strings{"W3", "W1"}));
-    EXPECT_EQ(toStrings(waf, 2), toStrings(plain, 2));
-
+    EXPECT_EQ(values(plain), (Strings{"W3", "W1"}));
+    EXPECT_EQ(values(waf), values(plain));
     EXPECT_EQ(store.DSWAFNumberWells(1), 3);
     EXPECT_EQ(store.DSWAFWellNumber(1, "W2"), 2);
     EXPECT_EQ(store.DSWAFWellName(1, 3), "W3");
-    int32_t n = 0;
     store.DSWAFWellNames(1, waf, n, qOK);
-    EXPECT_EQ(toStrings(waf, n), (Strings{"W1", "W2", "W3"}));
-    Array<int32_t> numbers(1, 2);
+    EXPECT_EQ(values(waf, n), (Strings{"W1", "W2", "W3"}));
     store.DSWAFListOfWellNumbers(1, textArray({"W3", "P1"}), 2, numbers, qOK);
-    EXPECT_EQ(numbers(1), 3);
-    EXPECT_EQ(numbers(2), -1);
+    EXPECT_EQ(values(numbers), (std::vector<int32_t>{3, -1}));
     EXPECT_TRUE(store.WAF(1));
 }
 
@@ -259,26 +233,26 @@ TEST_F(StoreTest, WAFWellListLivesInTheAttachedSet) {
     fill({"A", "B"});
     bool qOK = false;
     item(1)->setWAF(wafSetWithWells({"W1", "W2", "W3"}), qOK);
-
-    store.InitWAFWellListByName(1, textArray({"W3", "W1", "nope"}), 3, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_TRUE(store.WAFWellListSet(1));
     Array<std::string> names;
     int32_t n = 0;
+    const auto definedNames = [&] {
+        store.GetDefinedWAFWellNames(1, names, n, qOK);
+        EXPECT_TRUE(qOK);
+        return values(names, n);
+    };
+
+    store.InitWAFWellListByName(1, textArray({"W3", "W1", "nope"}), 3, qOK);
+    EXPECT_TRUE(qOK && store.WAFWellListSet(1));
     store.getWAFWellList(1, names, n, qOK);
     EXPECT_TRUE(qOK);
-    EXPECT_EQ(toStrings(names, n), (Strings{"W1", "W3"}));
-    store.GetDefinedWAFWellNames(1, names, n, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(toStrings(names, n), (Strings{"W1", "W3"}));
+    EXPECT_EQ(values(names, n), (Strings{"W1", "W3"}));
+    EXPECT_EQ(definedNames(), (Strings{"W1", "W3"}));
     EXPECT_EQ(store.DSNumberDefinedWAFWells(1), 2);
 
-    // Switching the flag off lets every defined well count again.
+    // Switching the flag off lets every defined well count again; an empty list switches it off too.
     store.WAFWellListSet(1, false);
     EXPECT_FALSE(store.WAFWellListSet(1));
-    store.GetDefinedWAFWellNames(1, names, n, qOK);
-    EXPECT_EQ(toStrings(names, n), (Strings{"W1", "W2", "W3"}));
-    // An empty list switches it off too.
+    EXPECT_EQ(definedNames(), (Strings{"W1", "W2", "W3"}));
     store.WAFWellListSet(1, true);
     store.InitWAFWellListByName(1, Array<std::string>(), 0, qOK);
     EXPECT_TRUE(qOK);
@@ -286,8 +260,7 @@ TEST_F(StoreTest, WAFWellListLivesInTheAttachedSet) {
 
     // Without a WAF set nothing happens and nothing is reported.
     store.InitWAFWellListByName(2, textArray({"W1"}), 1, qOK);
-    EXPECT_FALSE(qOK);
-    EXPECT_FALSE(store.WAFWellListSet(2));
+    EXPECT_FALSE(qOK || store.WAFWellListSet(2));
     store.getWAFWellList(2, names, n, qOK);
     EXPECT_FALSE(qOK);
     EXPECT_TRUE(reports().empty());
@@ -307,19 +280,16 @@ TEST_F(StoreTest, OriginsByFileTypeAreDistinctInOrderOfFirstAppearance) {
     fill({"A", "B", "A", "a", "C"});
     for (int32_t i = 1; i <= 4; ++i) item(i)->FileType(1);
     item(5)->FileType(2);
-
     Array<std::string> origins;
     bool qOK = false;
     store.GetOriginsByFileType(1, origins, qOK);
     EXPECT_TRUE(qOK);
-    EXPECT_EQ(toStrings(origins, origins.ubound(1)), (Strings{"A", "B", "a"}));
-
+    EXPECT_EQ(values(origins), (Strings{"A", "B", "a"}));
     store.GetOriginsByFileType(2, origins, qOK);
-    EXPECT_EQ(toStrings(origins, origins.ubound(1)), (Strings{"C"}));
-
+    EXPECT_EQ(values(origins), Strings{"C"});
     store.GetOriginsByFileType(3, origins, qOK);
     EXPECT_FALSE(qOK);
-    EXPECT_EQ(origins.ubound(1), 5) << "the array keeps one empty element per dataset";
+    EXPECT_EQ(values(origins), Strings(5)) << "the array keeps one empty element per dataset";
 
     store.ReInitialise();
     store.GetOriginsByFileType(0, origins, qOK);

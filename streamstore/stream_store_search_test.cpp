@@ -11,6 +11,7 @@ constexpr int32_t kUnits = 7;
 
 // Hits as (dataset number, flag) pairs.
 using Hits = std::vector<std::pair<int32_t, int32_t>>;
+using Conditions = std::vector<std::pair<int32_t, std::string>>;
 
 class SearchTest : public StoreTest {
 protected:
@@ -32,14 +33,17 @@ protected:
         dataSet->Units(units);
         store.AddItem(dataSet);
     }
-    void condition(int32_t code, const std::string& value) {
-        bool qOK = false;
-        store.SearchAddAttribute(code, value, qOK);
-        ASSERT_TRUE(qOK) << code;
+    void condition(const Conditions& conditions) {
+        for (const auto& [code, value] : conditions) {
+            bool qOK = false;
+            store.SearchAddAttribute(code, value, qOK);
+            ASSERT_TRUE(qOK) << code;
+        }
     }
+    // Runs the search; iStart and qForward change nothing.
     bool search() {
         bool qOK = false;
-        store.SearchCreatePointers(qOK);
+        store.SearchCreatePointers(qOK, 4, false);
         return qOK;
     }
     Hits hits() {
@@ -59,173 +63,112 @@ protected:
     }
 };
 
-TEST_F(SearchTest, OriginAndTypeAloneTakeTheFastCaseWithFlagZero) {
-    condition(kOrigin, "base");
-    bool qOK = false;
-    store.SearchCreatePointers(qOK, 4, false);  // start and direction change nothing
-    ASSERT_TRUE(qOK);
-    EXPECT_EQ(hits(), (Hits{{1, 0}, {3, 0}, {5, 0}}));
+// Each search starts from SearchClear. Origin and source type alone (fewer than three conditions)
+// take the fast case with flag 0; anything else the general case with flag -1. Values match the
+// whole text, ignoring case.
+TEST_F(SearchTest, ConditionsCandidatesAndExitAfterOne) {
+    struct Case {
+        Conditions conditions;
+        std::vector<int32_t> candidates;  // none: every dataset
+        bool exitAfter1;
+        bool found;
+        Hits hits;
+    };
+    const Case cases[] = {
+        {{{kOrigin, "base"}}, {}, false, true, {{1, 0}, {3, 0}, {5, 0}}},
+        {{{kOrigin, "base"}, {kSourceType, "sim"}}, {}, false, true, {{1, 0}, {5, 0}}},
+        {{{kOrigin, "BASE"}, {kDataClass, "grid"}}, {}, false, true, {{1, -1}, {3, -1}, {5, -1}}},
+        {{{kOrigin, "BASE"}, {kSourceType, "SIM"}, {kUnits, "2"}}, {}, false, true, {{5, -1}}},
+        {{{kOrigin, "BAS"}}, {}, false, false, {}},  // the pre-filter leaves nothing
+        {{{kDataClass, "GRI"}}, {}, false, true, {}},  // the general case finds nothing
+        {{{kSourceType, "NONE"}, {kSourceType, "file"}}, {}, false, true, {{3, 0}}},  // replaced
+        // A code without an attribute passes every dataset; code 14 answers "Unknown".
+        {{{-3, "whatever"}, {14, "UNKNOWN"}}, {}, false, true,
+         {{1, -1}, {2, -1}, {3, -1}, {4, -1}, {5, -1}}},
+        {{{14, "x"}}, {}, false, true, {}},
+        // The first hit in candidate order; in the fast case too.
+        {{{kDataClass, "GRID"}}, {4, 5, 1}, true, true, {{5, -1}}},
+        {{{kOrigin, "BASE"}}, {}, true, true, {{1, 0}}},
+        {{{kSourceType, "SIM"}}, {5, 2}, false, true, {{5, 0}, {2, 0}}},
+        // Numbers outside the store are skipped, silently; and both cases keep candidate order.
+        {{{kDataClass, "GRID"}}, {0, 6, 3, -4, 99, 1}, false, true, {{3, -1}, {1, -1}}},
+        {{{kDataClass, "GRID"}, {kOrigin, "BASE"}}, {0, 6, 3, -4, 99, 1}, false, true,
+         {{3, -1}, {1, -1}}},
+        {{{kDataClass, "GRID"}}, {7, 0}, false, true, {}},
+    };
+    for (const Case& c : cases) {
+        store.SearchClear();
+        if (!c.candidates.empty()) candidates(c.candidates);
+        if (c.exitAfter1) store.SearchExitAfter1(true);
+        condition(c.conditions);
+        EXPECT_EQ(search(), c.found) << c.conditions.front().second;
+        EXPECT_EQ(hits(), c.hits) << c.conditions.front().second;
+    }
+    EXPECT_TRUE(reports().empty());
 
-    condition(kSourceType, "sim");
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{1, 0}, {5, 0}}));
-}
-
-TEST_F(SearchTest, OtherCodesTakeTheGeneralCaseWithFlagMinusOne) {
-    condition(kOrigin, "BASE");
-    condition(kDataClass, "grid");
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{1, -1}, {3, -1}, {5, -1}}));
-
-    // A third Origin/type condition also leaves the fast case.
+    // SearchClear switches the early exit off again; an empty candidate list means every dataset.
+    store.SearchExitAfter1(true);
     store.SearchClear();
-    condition(kOrigin, "BASE");
-    condition(kSourceType, "SIM");
-    condition(kUnits, "2");
+    candidates({});
+    condition({{kOrigin, "BASE"}});
     ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{5, -1}}));
+    EXPECT_EQ(hits().size(), 3u);
 }
 
-TEST_F(SearchTest, ValuesMatchWholeTextOnly) {
-    condition(kOrigin, "BAS");
-    EXPECT_FALSE(search()) << "the Origin pre-filter leaves nothing";
-
-    store.SearchClear();
-    condition(kDataClass, "GRI");
-    EXPECT_TRUE(search()) << "the general case finds nothing but succeeds";
-    EXPECT_TRUE(hits().empty());
-}
-
-TEST_F(SearchTest, FailedSearchesKeepThePreviousHits) {
+TEST_F(SearchTest, FailedOrRefusedSearchesKeepThePreviousState) {
     EXPECT_FALSE(search()) << "no conditions";
-    EXPECT_TRUE(hits().empty());
-
-    condition(kSourceType, "FILE");
-    ASSERT_TRUE(search());
-    condition(kSourceType, "NONE");  // replaces the value, one condition stays
-    EXPECT_FALSE(search());
-    EXPECT_EQ(hits(), (Hits{{3, 0}}));
-
-    // No hits: the caller's array is left as it was.
-    store.SearchClear();
-    condition(kUnits, "99");
-    ASSERT_TRUE(search());
-    Array<int32_t> results(1, 2, 1, 1);
-    results(1, 1) = 77;
-    int32_t n = -1;
-    bool qOK = false;
-    store.SearchPointers(results, n, qOK);
-    EXPECT_EQ(n, 0);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(results(1, 1), 77);
-}
-
-TEST_F(SearchTest, AttributeCodesAboveFourteenAreRefusedButThereIsNoLowerLimit) {
     bool qOK = true;
     store.SearchAddAttribute(15, "x", qOK);
     EXPECT_FALSE(qOK);
     EXPECT_FALSE(search()) << "the refused code added no condition";
 
-    // A code without an attribute passes every dataset.
-    condition(-3, "whatever");
+    condition({{kSourceType, "FILE"}});
     ASSERT_TRUE(search());
-    EXPECT_EQ(hits().size(), 5u);
-
-    // Code 14 answers "Unknown" and is compared like any text.
-    condition(14, "UNKNOWN");
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits().size(), 5u);
-    condition(14, "x");
-    ASSERT_TRUE(search());
-    EXPECT_TRUE(hits().empty());
-}
-
-TEST_F(SearchTest, ExitAfterOneStopsAtTheFirstHitInCandidateOrder) {
-    store.SearchExitAfter1(true);
-    candidates({4, 5, 1});
-    condition(kDataClass, "GRID");
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{5, -1}}));
-
-    store.SearchClear();
-    store.SearchExitAfter1(true);
-    condition(kOrigin, "BASE");
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{1, 0}}));
-
-    // SearchClear switches it off again.
-    store.SearchClear();
-    condition(kOrigin, "BASE");
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits().size(), 3u);
-}
-
-TEST_F(SearchTest, CandidateListSetsTheOrderAndSkipsNumbersOutsideTheStore) {
-    candidates({5, 2});
-    condition(kSourceType, "SIM");
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{5, 0}, {2, 0}}));
-
-    store.SearchClear();
-    candidates({0, 6, 3, -4, 99, 1});
-    condition(kDataClass, "GRID");
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{3, -1}, {1, -1}}));
-    condition(kOrigin, "BASE");
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{3, -1}, {1, -1}}));
-    EXPECT_TRUE(reports().empty()) << "bad candidate numbers are not reported";
-
-    // Only numbers outside the store: the general case runs and finds nothing.
-    store.SearchClear();
-    candidates({7, 0});
-    condition(kDataClass, "GRID");
-    EXPECT_TRUE(search());
-    EXPECT_TRUE(hits().empty());
-    EXPECT_TRUE(reports().empty());
-}
-
-TEST_F(SearchTest, CandidateListBoundsDecideWhatIsTaken) {
-    // An empty list means every dataset.
-    candidates({});
-    condition(kSourceType, "FILE");
-    ASSERT_TRUE(search());
+    condition({{kSourceType, "NONE"}});
+    EXPECT_FALSE(search());
     EXPECT_EQ(hits(), (Hits{{3, 0}}));
 
-    // A list that does not hold element 1 is refused and the previous list stays.
+    // No hits: the caller's array is left as it was.
+    store.SearchClear();
+    condition({{kUnits, "99"}});
+    ASSERT_TRUE(search());
+    Array<int32_t> results(1, 2, 1, 1);
+    results(1, 1) = 77;
+    int32_t n = -1;
+    store.SearchPointers(results, n, qOK);
+    EXPECT_TRUE(qOK);
+    EXPECT_EQ(n, 0);
+    EXPECT_EQ(results(1, 1), 77);
+
+    // A candidate list that does not hold element 1 is refused and the previous list stays.
     store.SearchClear();
     candidates({2});
-    bool qOK = true;
     store.SearchDataSets(longArray({3}, 2), qOK);
     EXPECT_FALSE(qOK);
     EXPECT_TRUE(anyReportContains("(No.9) In [rvStreamStore (Code) (SearchDataSets)] "));
-    condition(kSourceType, "SIM");
+    condition({{kSourceType, "SIM"}});
     ASSERT_TRUE(search());
     EXPECT_EQ(hits(), (Hits{{2, 0}}));
+
+    store.ReInitialise();
+    condition({{kDataClass, "GRID"}});
+    EXPECT_FALSE(search()) << "an empty store finds nothing";
 }
 
 TEST_F(SearchTest, OriginPreFilterReadsTheUpperCaseCopyAndTheGeneralCaseChecksAgain) {
     // Attribute code 1 changes Origin but not its upper-case copy.
     std::string renamed = "NEW";
     item(1)->SetDataSetAttribute(kOrigin, renamed);
-
-    condition(kOrigin, "NEW");
+    condition({{kOrigin, "NEW"}});
     EXPECT_FALSE(search());
 
     store.SearchClear();
-    condition(kOrigin, "BASE");
+    condition({{kOrigin, "BASE"}});
     ASSERT_TRUE(search());
     EXPECT_EQ(hits(), (Hits{{1, 0}, {3, 0}, {5, 0}})) << "the fast case trusts the pre-filter";
-
-    condition(kDataClass, "GRID");
+    condition({{kDataClass, "GRID"}});
     ASSERT_TRUE(search());
     EXPECT_EQ(hits(), (Hits{{3, -1}, {5, -1}})) << "the full test reads Origin itself";
-}
-
-TEST_F(SearchTest, EmptyStoreFindsNothing) {
-    store.ReInitialise();
-    condition(kDataClass, "GRID");
-    EXPECT_FALSE(search());
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian machine for tkstream63, builds it, and runs either the example host
-# program ("run") or every test in the normal and the sanitizer build ("test").
+# program ("run") or every test in the Debug, Release and sanitizer builds ("test", what CI runs;
+# those builds treat warnings as errors).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-14-dev
+          libcli11-dev python3-vtk9 libxml2-utils
           pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib)
 missing=()
 for p in "${packages[@]}"; do
@@ -19,23 +21,31 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 
 jobs=$(nproc 2>/dev/null || echo 2)
-build() {  # build <dir> [cmake options...]
-  local dir=$1; shift
-  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+build() {  # build <dir> <build type> [cmake options...]
+  local dir=$1 type=$2; shift 2
+  echo "== $dir ($type $*)"
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE="$type" "$@" >/dev/null
   cmake --build "$dir" -j "$jobs"
+}
+test_in() {  # test_in <dir>: the whole suite of one build
+  (cd "$1" && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+     ctest --output-on-failure -j "$jobs")
 }
 
 case "${1:-run}" in
   run)
-    build build -DTKSTREAM63_TESTS=OFF
+    build build RelWithDebInfo -DTKSTREAM63_TESTS=OFF
     ./build/examples/field_viewer_example
     ;;
   test)
-    build build
-    (cd build && ctest --output-on-failure -j "$jobs")
-    build build-sanitize -DTKSTREAM63_SANITIZE=ON
-    (cd build-sanitize && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-       ctest --output-on-failure -j "$jobs")
+    # No benchmarks here: they are built and run on their own (README).
+    for config in Debug Release; do
+      dir=build-$(echo "$config" | tr '[:upper:]' '[:lower:]')
+      build "$dir" "$config" -DTKSTREAM63_WERROR=ON -DTKSTREAM63_BENCH=OFF
+      test_in "$dir"
+    done
+    build build-sanitize RelWithDebInfo -DTKSTREAM63_WERROR=ON -DTKSTREAM63_BENCH=OFF -DTKSTREAM63_SANITIZE=ON
+    test_in build-sanitize
     ;;
   *)
     echo "usage: $0 run|test" >&2

@@ -3,61 +3,32 @@
 // faults reported through the error trap.
 #include <gtest/gtest.h>
 
-#include <initializer_list>
+#include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "common/shared_objects.hpp"
 #include "common/test_support.hpp"
 #include "wafset/waf_set.hpp"
+#include "wafset/waf_set_test_support.hpp"
 
 namespace tkstream63 {
 namespace {
 
 using testing_support::lastReport;
 using testing_support::list;
+using testing_support::values;
+using Names = std::vector<std::string>;
 
-// Wells: 1 I1 (injector 1), 2..5 P1..P4 (producers 1..4). WAF rows, 9 columns:
-//   1-4   I1's partners P1..P4: column 2 = 100 k, column 3 = 10 k
-//   5     I1's other rate (2: 5, 3: 0.5);  6 I1's total (2: 1005, 3: 100.5, 5: 900, 6-9: 0.6-0.9)
-//   7-10  producer k's partner I1: column 2 = 100 k
-//   11-14 producer k's total: column 2 = 100 k, 5 = 10 k, 6-9 = k + 0.1 .. k + 0.4
-class FiveSpot : public ::testing::Test {
+class FiveSpot : public testing_support::ReportClearingTest {
 protected:
-    void SetUp() override {
-        errorReporter().clearRecentMessages();
-        bool qOK = false;
-        set.setWellNames(list<std::string>({"I1", "P1", "P2", "P3", "P4"}), 5, qOK);
-        set.setWellTypes(list<int32_t>({2, 1, 1, 1, 1}), 5, qOK);
-        set.setWellIndices(list<int32_t>({1, 1, 2, 3, 4}), 5, qOK);
-        set.setInjectorsData(list<int32_t>({1}), list<int32_t>({4}), list<int32_t>({5}),
-                             list<int32_t>({6}), list<float>({1005}), 1, qOK);
-        set.setProducersData(list<int32_t>({7, 8, 9, 10}), list<int32_t>({1, 1, 1, 1}),
-                             list<int32_t>({0, 0, 0, 0}), list<int32_t>({11, 12, 13, 14}),
-                             list<float>({100, 200, 300, 400}), 4, qOK);
-        Array<float> table(1, 9, 1, 14);
-        for (int32_t k = 1; k <= 4; ++k) {
-            table(1, k) = static_cast<float>(k + 1);
-            table(2, k) = 100.0f * k;
-            table(3, k) = 10.0f * k;
-            table(1, 6 + k) = 1;
-            table(2, 6 + k) = 100.0f * k;
-            table(2, 10 + k) = 100.0f * k;
-            table(5, 10 + k) = 10.0f * k;
-            for (int32_t e = 6; e <= 9; ++e) table(e, 10 + k) = k + 0.1f * (e - 5);
-        }
-        table(2, 5) = 5;
-        table(3, 5) = 0.5f;
-        table(2, 6) = 1005;
-        table(3, 6) = 100.5f;
-        table(5, 6) = 900;
-        for (int32_t e = 6; e <= 9; ++e) table(e, 6) = 0.1f * e;
-        set.setWAFData(table, 9, 14, qOK);
-        ASSERT_TRUE(qOK);
-        ASSERT_TRUE(lastReport().empty());
+    void getData(int32_t iWell, int32_t iWAFType = 2) {
+        set.getWellWAFData(iWell, sRate, nRates, otherRate, totalRate, iWells, zWells, qOK, iWAFType);
     }
 
-    rvWAFSet set;
+    std::shared_ptr<rvWAFSet> fiveSpot = testing_support::fiveSpotWafSet();
+    rvWAFSet& set = *fiveSpot;
     Array<float> sRate;
     Array<int32_t> iWells;
     Array<std::string> zWells;
@@ -68,23 +39,20 @@ protected:
 };
 
 TEST_F(FiveSpot, InjectorSeesItsProducersAndEachProducerSeesTheInjector) {
-    set.getWellWAFData(1, sRate, nRates, otherRate, totalRate, iWells, zWells, qOK);
+    getData(1);
     ASSERT_TRUE(qOK);
-    ASSERT_EQ(nRates, 4);
-    ASSERT_EQ(sRate.ubound(1), 4);
-    for (int32_t k = 1; k <= 4; ++k) {
-        EXPECT_FLOAT_EQ(sRate(k), 100.0f * k);
-        EXPECT_EQ(iWells(k), k + 1);
-        EXPECT_EQ(zWells(k), "P" + std::to_string(k));
-    }
+    EXPECT_EQ(values(sRate), (std::vector<float>{100, 200, 300, 400}));
+    EXPECT_EQ(values(iWells), (std::vector<int32_t>{2, 3, 4, 5}));
+    EXPECT_EQ(values(zWells), (Names{"P1", "P2", "P3", "P4"}));
+    EXPECT_EQ(nRates, 4);
     EXPECT_FLOAT_EQ(otherRate, 5);
     EXPECT_FLOAT_EQ(totalRate, 1005);
-    set.getWellWAFData(1, sRate, nRates, otherRate, totalRate, iWells, zWells, qOK, 3);
+    getData(1, 3);
     EXPECT_FLOAT_EQ(sRate(2), 20);
     EXPECT_FLOAT_EQ(totalRate, 100.5f);
 
     for (int32_t k = 1; k <= 4; ++k) {
-        set.getWellWAFData(k + 1, sRate, nRates, otherRate, totalRate, iWells, zWells, qOK);
+        getData(k + 1);
         ASSERT_EQ(nRates, 1);
         EXPECT_FLOAT_EQ(sRate(1), 100.0f * k);
         EXPECT_EQ(iWells(1), 1);
@@ -105,7 +73,7 @@ TEST_F(FiveSpot, RefusedWellsWriteNothing) {
         sRate = list<float>({-1});
         nRates = -7;
         otherRate = -7;
-        set.getWellWAFData(iWell, sRate, nRates, otherRate, totalRate, iWells, zWells, qOK);
+        getData(iWell);
         EXPECT_FALSE(qOK) << iWell;
         EXPECT_EQ(nRates + otherRate + sRate(1), -15) << iWell;
     };
@@ -119,38 +87,8 @@ TEST_F(FiveSpot, RefusedWellsWriteNothing) {
 }
 
 TEST_F(FiveSpot, WalkSkipsRowsPastTheTableAndRoundsPartnersHalfToEven) {
-    Array<float> table(1, 2, 1, 3);
-    table(1, 2) = 2.5f;  // partner 2
-    table(2, 2) = 20;
-    table(1, 3) = 3.5f;  // partner 4
-    set.setWAFData(table, 2, 3, qOK);
-    set.setProducerData(1, 2, 3, 0, 9, 1.0f, qOK);  // rows 2, 3 and 4 (past nData 3)
-    set.getWellWAFData(2, sRate, nRates, otherRate, totalRate, iWells, zWells, qOK);
-    ASSERT_TRUE(qOK);
-    ASSERT_EQ(nRates, 3);
-    ASSERT_EQ(iWells.ubound(1), 3);
-    EXPECT_EQ(iWells(1), 2);
-    EXPECT_EQ(iWells(2), 4);
-    EXPECT_EQ(iWells(3), 0);
-    EXPECT_EQ(zWells(2), "P3");
-    EXPECT_EQ(zWells(3), "");
-    EXPECT_FLOAT_EQ(sRate(1), 20);
-    EXPECT_EQ(totalRate, 0.0f);  // total row 9 is past the table
-
-    set.setProducerData(1, 0, 2, 0, 0, 1.0f, qOK);  // first row outside: sized and cleared
-    set.getWellWAFData(2, sRate, nRates, otherRate, totalRate, iWells, zWells, qOK);
-    EXPECT_TRUE(qOK);
-    ASSERT_EQ(sRate.ubound(1), 2);
-    EXPECT_EQ(sRate(1), 0.0f);
-    set.setProducerData(1, 2, 0, 0, 0, 1.0f, qOK);  // no rows: True, arrays untouched
-    set.getWellWAFData(2, sRate, nRates, otherRate, totalRate, iWells, zWells, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(nRates, 0);
-    EXPECT_EQ(sRate.ubound(1), 2);
-}
-
-TEST_F(FiveSpot, RateColumnsOutsideTheTableAreReportedFaults) {
-    set.getWellWAFData(1, sRate, nRates, otherRate, totalRate, iWells, zWells, qOK, 10);
+    // A rate column outside the table is a reported fault.
+    getData(1, 10);
     EXPECT_FALSE(qOK);
     EXPECT_EQ(lastReport(),
               "Error:Subscript out of range (No.9) In [rvWAFSet (Code) (getWellWAFData)] ");
@@ -158,6 +96,31 @@ TEST_F(FiveSpot, RateColumnsOutsideTheTableAreReportedFaults) {
     EXPECT_FALSE(qOK);
     EXPECT_EQ(lastReport(),
               "Error:Subscript out of range (No.9) In [rvWAFSet (Code) (getWellNameWAFData)] ");
+
+    Array<float> table(1, 2, 1, 3);
+    table(1, 2) = 2.5f;  // partner 2
+    table(2, 2) = 20;
+    table(1, 3) = 3.5f;  // partner 4
+    set.setWAFData(table, 2, 3, qOK);
+    set.setProducerData(1, 2, 3, 0, 9, 1.0f, qOK);  // rows 2, 3 and 4 (past nData 3)
+    getData(2);
+    ASSERT_TRUE(qOK);
+    EXPECT_EQ(nRates, 3);
+    EXPECT_EQ(values(iWells), (std::vector<int32_t>{2, 4, 0}));
+    EXPECT_EQ(values(zWells), (Names{"P1", "P3", ""}));
+    EXPECT_EQ(values(sRate), (std::vector<float>{20, 0, 0}));
+    EXPECT_EQ(totalRate, 0.0f);  // total row 9 is past the table
+
+    set.setProducerData(1, 0, 2, 0, 0, 1.0f, qOK);  // first row outside: sized and cleared
+    getData(2);
+    EXPECT_TRUE(qOK);
+    EXPECT_EQ(values(sRate), (std::vector<float>{0, 0}));
+    set.setProducerData(1, 2, 0, 0, 0, 1.0f, qOK);  // no rows: True, arrays untouched
+    getData(2);
+    EXPECT_TRUE(qOK);
+    EXPECT_EQ(nRates, 0);
+    EXPECT_EQ(sRate.ubound(1), 2);
+
 }
 
 TEST_F(FiveSpot, EfficiencyTypeSelectsTheColumn) {
@@ -174,61 +137,55 @@ TEST_F(FiveSpot, EfficiencyTypeSelectsTheColumn) {
     EXPECT_FLOAT_EQ(water, 30);
     EXPECT_FLOAT_EQ(efficiency, 3.2f);
 
+    Array<float> waters, efficiencies;
+    int32_t n = 0;
+    set.getWellEfficiencies(waters, efficiencies, n, qOK, 1, 3);
+    ASSERT_EQ(n, 4);
+    EXPECT_FLOAT_EQ(waters(4), 40);
+    EXPECT_FLOAT_EQ(efficiencies(2), 2.1f);
+    set.getWellEfficiencies(waters, efficiencies, n, qOK);  // injectors, type 9
+    ASSERT_EQ(n, 1);
+    EXPECT_FLOAT_EQ(efficiencies(1), 0.9f);
+
+    // Every well; qOK is that of the last one, here a well of neither kind.
+    set.setWellTypes(list<int32_t>({2, 1, 1, 1, 3}), 5, qOK);
+    set.getWellEfficiencies(waters, efficiencies, n, qOK, 7);
+    ASSERT_EQ(n, 5);
+    EXPECT_FALSE(qOK);
+    EXPECT_FLOAT_EQ(waters(1), 900);
+    EXPECT_FLOAT_EQ(waters(4), 30);
+
     set.setProducerData(3, 9, 1, 0, 0, 1.0f, qOK);  // total row outside: zeros, still True
     set.getWellEfficiency(4, water, efficiency, qOK);
     EXPECT_TRUE(qOK);
     EXPECT_EQ(water + efficiency, 0.0f);
-}
-
-TEST_F(FiveSpot, EfficienciesByKindOrForEveryWell) {
-    Array<float> water;
-    Array<float> efficiency;
-    int32_t n = 0;
-    set.getWellEfficiencies(water, efficiency, n, qOK, 1, 3);
-    ASSERT_EQ(n, 4);
-    EXPECT_FLOAT_EQ(water(4), 40);
-    EXPECT_FLOAT_EQ(efficiency(2), 2.1f);
-    set.getWellEfficiencies(water, efficiency, n, qOK);  // injectors, type 9
-    ASSERT_EQ(n, 1);
-    EXPECT_FLOAT_EQ(efficiency(1), 0.9f);
-
-    // Every well; qOK is that of the last one, here a well of neither kind.
-    set.setWellTypes(list<int32_t>({2, 1, 1, 1, 3}), 5, qOK);
-    set.getWellEfficiencies(water, efficiency, n, qOK, 7);
-    ASSERT_EQ(n, 5);
-    EXPECT_FALSE(qOK);
-    EXPECT_FLOAT_EQ(water(1), 900);
-    EXPECT_FLOAT_EQ(water(4), 30);
 
     rvWAFSet empty;
-    water = list<float>({-1});
-    empty.getWellEfficiencies(water, efficiency, n, qOK, 1);
+    waters = list<float>({-1});
+    empty.getWellEfficiencies(waters, efficiencies, n, qOK, 1);
     EXPECT_FALSE(qOK);
     EXPECT_EQ(n, 0);
-    EXPECT_EQ(water(1), -1);
+    EXPECT_EQ(waters(1), -1);
 }
 
 TEST_F(FiveSpot, NameLookupUpperCasesOnlyTheQuery) {
-    EXPECT_EQ(set.getWellNumber("p2"), 3);
-    EXPECT_EQ(set.getWellNumber("P2 "), -1);
-    EXPECT_EQ(set.getWellNumber("P"), -1);
     const std::string forty(40, 'Q');
-    set.setWellNames(list<std::string>({"I1", "p1", "P1", forty}), 4, qOK);
-    EXPECT_EQ(set.getWellNumber("p1"), 3);  // the stored "p1" is never found
-    EXPECT_EQ(set.getWellNumber(forty), 4);
-    EXPECT_EQ(set.getWellNumber(forty + "Q"), -1);
+    set.setWellNames(list<std::string>({"I1", "p1", "P1", forty, "P2"}), 5, qOK);
+    const std::pair<std::string, int32_t> lookups[] = {
+        {"p2", 5}, {"P2 ", -1}, {"P", -1},
+        {"p1", 3},  // the stored "p1" is never found
+        {forty, 4}, {forty + "Q", -1}};
+    for (const auto& [query, number] : lookups) EXPECT_EQ(set.getWellNumber(query), number) << query;
 
     Array<int32_t> numbers;
     set.getListOfWellIndices(list<std::string>({"i1", "x"}), 2, numbers, qOK);
-    EXPECT_EQ(numbers(1), 1);
-    EXPECT_EQ(numbers(2), -1);
+    EXPECT_EQ(values(numbers), (std::vector<int32_t>{1, -1}));
     Array<std::string> zNames = list<std::string>({"keep"});
     set.getListOfWellNames(list<int32_t>({5, 0}), 3, zNames, qOK);  // array shorter than 3
     EXPECT_FALSE(qOK);
-    EXPECT_EQ(zNames(1), "keep");
+    EXPECT_EQ(values(zNames), Names{"keep"});
     set.getListOfWellNames(list<int32_t>({5, 0}), 2, zNames, qOK);
-    EXPECT_EQ(zNames(1), "P4");
-    EXPECT_EQ(zNames(2), "");
+    EXPECT_EQ(values(zNames), (Names{"P2", ""}));
 }
 
 TEST_F(FiveSpot, WellLookupsResetTheirOutputsAndHonourTheWellList) {
@@ -259,9 +216,7 @@ TEST_F(FiveSpot, WellLookupsResetTheirOutputsAndHonourTheWellList) {
     Array<bool> flags;
     int32_t n = 0;
     set.getWellsDefined(flags, n, qOK);
-    ASSERT_EQ(n, 5);
-    EXPECT_FALSE(flags(2));
-    EXPECT_TRUE(flags(1));
+    EXPECT_EQ(values(flags, n), (std::vector<bool>{true, false, true, true, true}));
 }
 
 }  // namespace

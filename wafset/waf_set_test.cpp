@@ -6,6 +6,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "common/shared_objects.hpp"
 #include "common/test_support.hpp"
@@ -15,6 +16,7 @@ namespace {
 
 using testing_support::lastReport;
 using testing_support::list;
+using testing_support::values;
 
 std::string wellName(const rvWAFSet& set, int32_t iWell) {
     std::string name;
@@ -53,8 +55,8 @@ TEST_F(WAFSetModel, LoweredWellCountKeepsRowsUntilAGrowReallocates) {
     set.setWellNames(list<std::string>({"A", "B", "C", "D"}), 4, qOK);  // 4 > 3: reallocates
     EXPECT_EQ(set.NumberWells(), 4);
     set.NumberWells(5);
-    EXPECT_EQ(wellName(set, 4), "D");
-    EXPECT_EQ(wellName(set, 5), "");  // row 5 was dropped
+    EXPECT_EQ((std::vector<std::string>{wellName(set, 4), wellName(set, 5)}),
+              (std::vector<std::string>{"D", ""}));  // row 5 was dropped
 }
 
 TEST_F(WAFSetModel, DefinedCountFollowsFlagsOrAnActiveNonEmptyWellList) {
@@ -67,7 +69,7 @@ TEST_F(WAFSetModel, DefinedCountFollowsFlagsOrAnActiveNonEmptyWellList) {
     set.setWellListActive(true);
     EXPECT_EQ(set.NumberDefinedWells(), 1);
     set.setWellListFlags(list({false, false, false}), 3, qOK);
-    EXPECT_EQ(set.NumberDefinedWells(), 2);
+    EXPECT_EQ(set.NumberDefinedWells(), 2);  // an empty list counts for nothing
 }
 
 TEST_F(WAFSetModel, WAFDataRefusalsAnswerTrueAndFaultsKeepTheOldTable) {
@@ -161,10 +163,8 @@ TEST_F(WAFSetModel, WellListByNamesIsExactCountsDuplicatesAndGrowsTheTable) {
     Array<std::string> listed;
     int32_t n = -1;
     set.getWellListNames(listed, n, qOK);
-    ASSERT_EQ(n, 2);
-    ASSERT_EQ(listed.ubound(1), 2);
-    EXPECT_EQ(listed(1), "P1");
-    EXPECT_EQ(listed(2), "p2");
+    EXPECT_EQ(n, 2);
+    EXPECT_EQ(values(listed), (std::vector<std::string>{"P1", "p2"}));
     set.setWellListNames(list<std::string>({"none"}), 1, qOK);
     set.getWellListNames(listed, n, qOK);
     EXPECT_EQ(n, 0);
@@ -179,9 +179,7 @@ TEST_F(WAFSetModel, ProducerAndInjectorNamesAreIndexedByTheirNumber) {
     Array<std::string> zNames;
     int32_t n = 0;
     set.getProducerWellNames(zNames, n, qOK);
-    ASSERT_EQ(n, 2);
-    EXPECT_EQ(zNames(1), "P1");
-    EXPECT_EQ(zNames(2), "P2");
+    EXPECT_EQ(values(zNames, n), (std::vector<std::string>{"P1", "P2"}));
 
     zNames = list<std::string>({"keep"});
     set.getInjectorWellNames(zNames, n, qOK);  // no injectors: array untouched
