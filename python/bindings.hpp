@@ -16,6 +16,10 @@ namespace py = pybind11;
 void bindDataset(py::module_& m);
 void bindWAFSet(py::module_& m);
 void bindStore(py::module_& m);
+void bindStoreFile(py::module_& m);
+
+// A path given as str or os.PathLike.
+std::string filePath(const py::object& path);
 
 // The WellRates record (rates, partner wells, partner names, other, total) of a rate query over
 // n partners.

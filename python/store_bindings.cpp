@@ -1,5 +1,4 @@
-// tkstream63.Store (rvStreamStore), loading and saving record files, and the read-only view of a
-// saved store that tkstream63.open gives.
+// tkstream63.Store (rvStreamStore) and tkstream63.load: loading and saving record files.
 #include <pybind11/stl.h>
 
 #include <map>
@@ -32,11 +31,6 @@ const std::map<std::string, int32_t>& searchCodes() {
     const int32_t number = file.LastErrorCode() < 0 ? -file.LastErrorCode() : fallback;
     throwError(file.LastError().empty() ? standardErrorText(number) : file.LastError(), number,
                "RecordFile", member);
-}
-
-// A path given as str or os.PathLike.
-std::string filePath(const py::object& path) {
-    return py::module_::import("os").attr("fspath")(path).cast<std::string>();
 }
 
 std::shared_ptr<rvStreamSet> datasetAt(rvStreamStore& store, int32_t k) {
@@ -89,55 +83,11 @@ void saveStore(rvStreamStore& store, const py::object& path, bool formatted) {
     if (!committed) throwFileError(file, "Commit", 75);
 }
 
-// The read-only view of a saved store. It loads the whole store when opened; callers see only
-// the calls below, so a reader that fetches datasets and streamlines on demand can take its
-// place.
-class StoreFile {
-public:
-    explicit StoreFile(const py::object& path)
-        : path_(filePath(path)), store_(std::make_shared<rvStreamStore>()) {
-        loadInto(*store_, path, py::none());
-    }
-    const std::string& path() const { return path_; }
-    int32_t DatasetCount() const { return open().NumberOfStreamSets(); }
-    py::dict Summary(int32_t k) const {
-        const auto d = datasetAt(open(), k);
-        py::dict summary;
-        summary["number"] = k;
-        for (const auto& [key, value] : {std::pair{"Origin", d->Origin()},
-                                         {"GroupName", d->GroupName()},
-                                         {"TVGroupName", d->TVGroupName()},
-                                         {"DateStamp", d->DateStamp()},
-                                         {"FileName", d->FileName()},
-                                         {"SourceType", d->SourceType()},
-                                         {"DataClass", d->DataClass()},
-                                         {"UniqueKey", d->UniqueKey()}}) {
-            summary[key] = value;
-        }
-        summary["SimulationTime"] = d->SimulationTime();
-        summary["NumberStreamlines"] = d->NumberStreamlines();
-        summary["MaxRows"] = d->MaxRows();
-        summary["NumCols"] = d->NumCols();
-        summary["NumberWells"] = d->NumberWells();
-        summary["WAF"] = d->WAF();
-        return summary;
-    }
-    std::shared_ptr<rvStreamSet> LoadDataset(int32_t k) const { return datasetAt(open(), k); }
-    py::array ReadStreamline(int32_t k, int32_t i) const {
-        return py::cast(LoadDataset(k)).attr("streamline")(i);
-    }
-    void Close() { store_.reset(); }
-
-private:
-    rvStreamStore& open() const {
-        if (!store_) throw py::value_error("the store file is closed");
-        return *store_;
-    }
-    std::string path_;
-    StorePtr store_;
-};
-
 }  // namespace
+
+std::string filePath(const py::object& path) {
+    return py::module_::import("os").attr("fspath")(path).cast<std::string>();
+}
 
 void bindStore(py::module_& m) {
     py::dict codes;
@@ -302,43 +252,6 @@ compared as text (True/False for flags). `datasets` searches only those numbers,
         py::arg("path"), py::arg("duplicate") = py::none(),
         "Loads a saved store (binary or formatted form) into a new Store. Raises Error for a\n"
         "missing, unreadable or damaged file.");
-
-    py::class_<StoreFile>(
-        m, "StoreFile",
-        R"doc(A saved store opened for reading (tkstream63.open): summary(), dataset(k),
-streamline(k, i). Numbers start at 1. Nothing is ever written to the file.)doc")
-        .def("__len__", &StoreFile::DatasetCount, "Number of datasets in the file.")
-        .def("__repr__",
-             [](const StoreFile& f) {
-                 return "<tkstream63.StoreFile '" + f.path() + "'>";
-             })
-        .def_property_readonly("path", &StoreFile::path, "The file's path.")
-        .def(
-            "summary",
-            [](const StoreFile& f) {
-                py::list all;
-                for (int32_t k = 1; k <= f.DatasetCount(); ++k) all.append(f.Summary(k));
-                return all;
-            },
-            "One dict per dataset: number, Origin, GroupName, DateStamp, NumberStreamlines,\n"
-            "MaxRows, NumberWells and the other descriptive attributes.")
-        .def("dataset", &StoreFile::LoadDataset, py::arg("k"), "Dataset k (1..len).")
-        .def("streamline", &StoreFile::ReadStreamline, py::arg("k"), py::arg("i"),
-             "Streamline i of dataset k as a read-only (nnodes, columns) float32 array.")
-        .def("close", &StoreFile::Close, "Releases the file's data.")
-        .def("__enter__",
-             [](py::object self) {
-                 return self;
-             })
-        .def("__exit__", [](StoreFile& f, py::args) {
-            f.Close();
-        });
-    m.def(
-        "open",
-        [](const py::object& path) {
-            return StoreFile(path);
-        },
-        py::arg("path"), "Opens a saved store for reading without building a Store: a StoreFile.");
 }
 
 }  // namespace tkstream63::python

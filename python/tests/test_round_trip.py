@@ -67,8 +67,9 @@ def test_python_built_store_round_trip(tmp_path):
     with tkstream63.open(path) as view:
         assert len(view) == 1
         assert view.summary()[0]["Origin"] == "BASE" and view.summary()[0]["MaxRows"] == 12
-        assert numpy.array_equal(view.streamline(1, 2), back.streamline(2))
+        assert numpy.array_equal(view.streamline(1, 2), back.streamline_data(2))
         assert numpy.array_equal(view.dataset(1).nodes, back.nodes)
+        assert numpy.array_equal(view.dataset(1).wells, back.wells)
 
 
 @pytest.mark.parametrize("conditions, options, hits", [
