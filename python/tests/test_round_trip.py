@@ -8,10 +8,13 @@ from conftest import run_tool, small_dataset
 
 
 @pytest.mark.parametrize("written_formatted, saved_formatted", [(False, True), (True, False)])
-def test_example_store_from_cpp_to_python_and_back(tmp_path, written_formatted, saved_formatted):
-    written = tmp_path / "cpp.store"
-    code, errors = run_tool("write", written, *(["formatted"] if written_formatted else []))
-    assert code == 0, errors
+def test_example_store_from_cpp_to_python_and_back(example_store, tmp_path, written_formatted,
+                                                   saved_formatted):
+    written = example_store
+    if written_formatted:
+        written = tmp_path / "cpp.store"
+        code, errors = run_tool("resave", example_store, written, "formatted")
+        assert code == 0, errors
     store = tkstream63.load(written)
     assert [ds.Origin for ds in store] == ["FIVESPOT", "FIVESPOT", "FIVESPOT1"]
     assert store.FolderKey == "Fields\\FiveSpot"
@@ -23,7 +26,7 @@ def test_example_store_from_cpp_to_python_and_back(tmp_path, written_formatted, 
             assert numpy.array_equal(line[:, [0, 1, 2, 4, 5]], data[:, [0, 1, 2, 6, 7]])
     saved = tmp_path / "python.store"
     store.save(saved, formatted=saved_formatted)
-    code, errors = run_tool("check", saved)
+    code, errors = run_tool("compare", example_store, saved)
     assert code == 0, errors
 
 
