@@ -86,9 +86,11 @@ def main():
             cpp += cpp_loads(program, path)
             python += python_loads(tkstream63, path)
 
-    print(f"load, C++:    fastest {min(cpp) * 1e3:7.1f} ms, median {statistics.median(cpp) * 1e3:7.1f} ms ({len(cpp)} loads)")
-    print(f"load, Python: fastest {min(python) * 1e3:7.1f} ms, median {statistics.median(python) * 1e3:7.1f} ms ({len(python)} loads)")
-    print(f"Python / C++: fastest {min(python) / min(cpp):.3f}, median {statistics.median(python) / statistics.median(cpp):.3f}")
+    for side, seconds in (("C++", cpp), ("Python", python)):
+        print(f"load, {side + ':':8}fastest {min(seconds) * 1e3:7.1f} ms, "
+              f"median {statistics.median(seconds) * 1e3:7.1f} ms ({len(seconds)} loads)")
+    print(f"Python / C++: fastest {min(python) / min(cpp):.3f}, "
+          f"median {statistics.median(python) / statistics.median(cpp):.3f}")
 
     small = tkstream63.Dataset()
     small.set_nodes(numpy.ones((12, COLUMNS)))

@@ -16,6 +16,10 @@ namespace py = pybind11;
 void bindDataset(py::module_& m);
 void bindWAFSet(py::module_& m);
 void bindStore(py::module_& m);
+void bindStoreFile(py::module_& m);
+
+// A path given as str or os.PathLike.
+std::string filePath(const py::object& path);
 
 // The WellRates record (rates, partner wells, partner names, other, total) of a rate query over
 // n partners.
@@ -39,11 +43,21 @@ void defineProperty(Class& cls, const char* name, const char* alias, const char*
 }  // namespace tkstream63::python
 
 // A read-only published property of a bound library class (cls, whose C++ type is Type).
-#define TK_READ_ONLY(Type, Name, alias, doc) \
-    defineProperty(cls, #Name, alias, doc, [](const Type& object) { return object.Name(); })
+#define TK_READ_ONLY(Type, Name, alias, doc)                        \
+    defineProperty(cls, #Name, alias, doc, [](const Type& object) { \
+        return object.Name();                                       \
+    })
 
 // A read-write published property; writing runs as a library call, so a reported failure
 // raises tkstream63.Error.
-#define TK_READ_WRITE(Type, Name, alias, Value, doc)                                           \
-    defineProperty(cls, #Name, alias, doc, [](const Type& object) { return object.Name(); },  \
-                   [](Type& object, Value value) { callLibrary([&] { object.Name(value); }); })
+#define TK_READ_WRITE(Type, Name, alias, Value, doc) \
+    defineProperty(                                  \
+        cls, #Name, alias, doc,                      \
+        [](const Type& object) {                     \
+            return object.Name();                    \
+        },                                           \
+        [](Type& object, Value value) {              \
+            callLibrary([&] {                        \
+                object.Name(value);                  \
+            });                                      \
+        })

@@ -16,7 +16,8 @@ const std::vector<std::string> kDuplicateButtons = {"overwrite all", "rename all
 // and '&' ignored), None as 0 (the dialog closed, which cancels).
 int32_t buttonNumber(const py::handle& answer) {
     if (answer.is_none()) return 0;
-    if (py::isinstance<py::bool_>(answer)) throw py::type_error("a duplicate answer is a button, not a bool");
+    if (py::isinstance<py::bool_>(answer))
+        throw py::type_error("a duplicate answer is a button, not a bool");
     if (py::isinstance<py::int_>(answer)) return answer.cast<int32_t>();
     if (py::isinstance<py::str>(answer)) {
         std::string label;
@@ -31,7 +32,8 @@ int32_t buttonNumber(const py::handle& answer) {
                               "' (use one of: overwrite, rename, cancel, overwrite all, "
                               "rename all, cancel all)");
     }
-    throw py::type_error("a duplicate answer is None, a button number, a button text or a callable");
+    throw py::type_error(
+        "a duplicate answer is None, a button number, a button text or a callable");
 }
 
 thread_local LibraryCall* currentCall = nullptr;
@@ -75,9 +77,9 @@ LibraryReport parseReport(const std::string& text) {
     const size_t whereAt = text.rfind(") In [");
     const size_t codeAt = text.rfind(" (Code) (");
     const size_t endAt = text.rfind(")]");
-    if (text.rfind(prefix, 0) != 0 || numberAt == std::string::npos || whereAt == std::string::npos ||
-        codeAt == std::string::npos || endAt == std::string::npos || !(numberAt < whereAt &&
-        whereAt < codeAt && codeAt < endAt)) {
+    if (text.rfind(prefix, 0) != 0 || numberAt == std::string::npos ||
+        whereAt == std::string::npos || codeAt == std::string::npos || endAt == std::string::npos ||
+        !(numberAt < whereAt && whereAt < codeAt && codeAt < endAt)) {
         return report;
     }
     report.description = text.substr(prefix.size(), numberAt - prefix.size());
@@ -135,7 +137,9 @@ LibraryCall::~LibraryCall() {
     }
 }
 
-const std::vector<std::string>& LibraryCall::reports() const { return reporter_->errors; }
+const std::vector<std::string>& LibraryCall::reports() const {
+    return reporter_->errors;
+}
 
 int32_t LibraryCall::answerDuplicate(const std::string& message,
                                      const std::vector<std::string>& buttons,
@@ -162,7 +166,8 @@ void LibraryCall::finish() {
         dialogFailure_.reset();
         throw failure;
     }
-    if (!reporter_->errors.empty()) throwError(parseReport(reporter_->errors.front()), reporter_->errors);
+    if (!reporter_->errors.empty())
+        throwError(parseReport(reporter_->errors.front()), reporter_->errors);
 }
 
 }  // namespace tkstream63::python

@@ -20,5 +20,6 @@ PYBIND11_MODULE(_tkstream63, m) {
     tp::bindDataset(m);
     tp::bindWAFSet(m);
     tp::bindStore(m);
+    tp::bindStoreFile(m);
     m.attr("__name__") = name;
 }

@@ -30,7 +30,8 @@ py::list copyOutStrings(const Array<std::string>& values, int32_t n) {
 }
 
 Array<std::string> copyInStrings(const py::handle& values, int32_t& n) {
-    if (py::isinstance<py::str>(values)) throw py::type_error("expected a sequence of texts, not one text");
+    if (py::isinstance<py::str>(values))
+        throw py::type_error("expected a sequence of texts, not one text");
     const auto texts = py::cast<std::vector<std::string>>(values);
     n = static_cast<int32_t>(texts.size());
     Array<std::string> result(1, n);
@@ -39,8 +40,8 @@ Array<std::string> copyInStrings(const py::handle& values, int32_t& n) {
 }
 
 Array<bool> copyInFlags(const py::handle& values, int32_t& n) {
-    const Array<uint8_t> bytes = copyIn<uint8_t>(
-        py::module_::import("numpy").attr("asarray")(values, "bool"), n);
+    const Array<uint8_t> bytes =
+        copyIn<uint8_t>(py::module_::import("numpy").attr("asarray")(values, "bool"), n);
     Array<bool> result(1, n);
     for (int32_t i = 1; i <= n; ++i) result(i) = bytes(i) != 0;
     return result;
@@ -51,7 +52,8 @@ Array<T> tableFrom(const py::handle& values, bool columnFastest, int32_t& rows, 
                    int32_t rowFactor) {
     const py::array source = py::array::ensure(values);
     if (!source || source.ndim() != 2) throw py::value_error("expected a two-dimensional array");
-    if (source.shape(0) < 1 || source.shape(1) < 1) throw py::value_error("expected a non-empty table");
+    if (source.shape(0) < 1 || source.shape(1) < 1)
+        throw py::value_error("expected a non-empty table");
     if (source.shape(0) * rowFactor > INT32_MAX || source.shape(1) > INT32_MAX) {
         throw py::value_error("table too large for the library");
     }
@@ -68,7 +70,8 @@ Array<T> tableFrom(const py::handle& values, bool columnFastest, int32_t& rows, 
     const py::ssize_t item = sizeof(T);
     std::vector<py::ssize_t> strides{item, rows * item};
     if (columnFastest) strides = {columns * item, item};
-    py::array_t<T> target({py::ssize_t{rows}, py::ssize_t{columns}}, strides, table.data(), py::none());
+    py::array_t<T> target({py::ssize_t{rows}, py::ssize_t{columns}}, strides, table.data(),
+                          py::none());
     py::module_::import("numpy").attr("copyto")(target, source, "same_kind");
     return table;
 }

@@ -29,7 +29,8 @@ py::list copyOutStrings(const Array<std::string>& values, int32_t n);
 template <class T>
 Array<T> copyIn(const py::handle& values, int32_t& n) {
     auto converted = py::array_t<T, py::array::c_style | py::array::forcecast>::ensure(values);
-    if (!converted || converted.ndim() != 1) throw py::value_error("expected a one-dimensional sequence of numbers");
+    if (!converted || converted.ndim() != 1)
+        throw py::value_error("expected a one-dimensional sequence of numbers");
     n = static_cast<int32_t>(converted.size());
     Array<T> result(1, n);
     if (n > 0) result.copyIn(0, converted.data(), static_cast<size_t>(n));

@@ -38,7 +38,8 @@ void setConnections(rvWAFSet& waf, bool producers, const py::object& firstRows,
 
 py::array wellsRecord(const rvWAFSet& waf) {
     py::list fields;
-    for (const auto& [name, type] : {std::pair{"name", "U40"}, {"type", "i4"}, {"index", "i4"}, {"defined", "?"}}) {
+    for (const auto& [name, type] :
+         {std::pair{"name", "U40"}, {"type", "i4"}, {"index", "i4"}, {"defined", "?"}}) {
         fields.append(py::make_tuple(name, type));
     }
     const int32_t count = std::max(waf.NumberWells(), 0);
@@ -74,9 +75,11 @@ py::object wellRates(const Array<float>& rates, int32_t n, float other, float to
 }
 
 void bindWAFSet(py::module_& m) {
-    py::class_<rvWAFSet, WAFSetPtr> cls(m, "WAFSet", R"doc(The well allocation factors of one time step: a well table (numbered apart from a dataset's), a
-producer and an injector table whose rows point into one WAF data table, rates and efficiencies.
-Attach one to a dataset with Dataset.attach_waf.)doc");
+    py::class_<rvWAFSet, WAFSetPtr> cls(
+        m, "WAFSet",
+        R"doc(The well allocation factors of one time step: a well table (numbered apart from a
+dataset's), a producer and an injector table whose rows point into one WAF data table, rates and
+efficiencies. Attach one to a dataset with Dataset.attach_waf.)doc");
     cls.def(py::init<>(), "A new, empty set.");
     cls.def("__repr__", [](const rvWAFSet& w) {
         return "<tkstream63.WAFSet TimeStep=" + std::to_string(w.TimeStep()) + " " +
@@ -91,19 +94,44 @@ Attach one to a dataset with Dataset.attach_waf.)doc");
     TK_READ_ONLY(W, NumberInjectors, "number_injectors", "Rows in the injector table.");
     TK_READ_ONLY(W, NumberDefinedWells, "number_defined_wells", "Wells that count as defined.");
 
-    cls.def_property("simulation_date",
-        [](const W& w) { int32_t d = 0, mo = 0, y = 0; bool q = false; w.getSimulationDate(d, mo, y, q); return py::make_tuple(d, mo, y); },
-        [](W& w, std::tuple<int32_t, int32_t, int32_t> v) { callLibrary([&] { bool q = false; w.setSimulationDate(std::get<0>(v), std::get<1>(v), std::get<2>(v), q); }); },
+    cls.def_property(
+        "simulation_date",
+        [](const W& w) {
+            int32_t d = 0, mo = 0, y = 0;
+            bool q = false;
+            w.getSimulationDate(d, mo, y, q);
+            return py::make_tuple(d, mo, y);
+        },
+        [](W& w, std::tuple<int32_t, int32_t, int32_t> v) {
+            callLibrary([&] {
+                bool q = false;
+                w.setSimulationDate(std::get<0>(v), std::get<1>(v), std::get<2>(v), q);
+            });
+        },
         "Simulation date (day, month, year).");
-    cls.def_property("start_date",
-        [](const W& w) { int32_t d = 0, mo = 0, y = 0; bool q = false; w.getStartDate(d, mo, y, q); return py::make_tuple(d, mo, y); },
-        [](W& w, std::tuple<int32_t, int32_t, int32_t> v) { callLibrary([&] { bool q = false; w.setStartDate(std::get<0>(v), std::get<1>(v), std::get<2>(v), q); }); },
+    cls.def_property(
+        "start_date",
+        [](const W& w) {
+            int32_t d = 0, mo = 0, y = 0;
+            bool q = false;
+            w.getStartDate(d, mo, y, q);
+            return py::make_tuple(d, mo, y);
+        },
+        [](W& w, std::tuple<int32_t, int32_t, int32_t> v) {
+            callLibrary([&] {
+                bool q = false;
+                w.setStartDate(std::get<0>(v), std::get<1>(v), std::get<2>(v), q);
+            });
+        },
         "Start date (day, month, year).");
 
-    cls.def_property_readonly("wells", &wellsRecord,
+    cls.def_property_readonly(
+        "wells", &wellsRecord,
         "The well table as a structured numpy array (a copy), well w in row w - 1, with fields\n"
         "name, type, index (row in the producer or injector table) and defined.");
-    cls.def("set_wells", [](W& w, py::object names, py::object types, py::object indices, py::object defined) {
+    cls.def(
+        "set_wells",
+        [](W& w, py::object names, py::object types, py::object indices, py::object defined) {
             callLibrary([&] {
                 int32_t n = 0;
                 bool qOK = false;
@@ -125,28 +153,52 @@ Attach one to a dataset with Dataset.attach_waf.)doc");
                     w.setWellsDefined(values, n, qOK);
                 }
             });
-        }, py::arg("names") = py::none(), py::kw_only(), py::arg("types") = py::none(),
+        },
+        py::arg("names") = py::none(), py::kw_only(), py::arg("types") = py::none(),
         py::arg("indices") = py::none(), py::arg("defined") = py::none(),
         "Fills the well table for wells 1..len(column), one column per argument given.");
-    cls.def("set_data", [](W& w, py::object table) {
+    cls.def(
+        "set_data",
+        [](W& w, py::object table) {
             int32_t rows = 0, columns = 0;
             const Array<float> data = tableFrom<float>(table, true, rows, columns);
-            callLibrary([&] { bool q = false; w.setWAFData(data, columns, rows, q); });
-        }, py::arg("table"),
+            callLibrary([&] {
+                bool q = false;
+                w.setWAFData(data, columns, rows, q);
+            });
+        },
+        py::arg("table"),
         "Replaces the WAF data table with a 2-D array, one row per WAF row (column 1 the partner\n"
         "well, 5 the water rate, 6 to 9 efficiencies).");
-    cls.def("set_producers", [](W& w, py::object first, py::object counts, py::object other, py::object total, py::object rates) {
+    cls.def(
+        "set_producers",
+        [](W& w, py::object first, py::object counts, py::object other, py::object total,
+           py::object rates) {
             setConnections(w, true, first, counts, other, total, rates);
-        }, py::arg("first_rows"), py::arg("counts"), py::arg("other_rows"), py::arg("total_rows"), py::arg("rates"),
+        },
+        py::arg("first_rows"), py::arg("counts"), py::arg("other_rows"), py::arg("total_rows"),
+        py::arg("rates"),
         "The producer table afresh, one value per producer in each column: first WAF row, WAF\n"
         "row count, other-rate row, total row, rate.");
-    cls.def("set_injectors", [](W& w, py::object first, py::object counts, py::object other, py::object total, py::object rates) {
+    cls.def(
+        "set_injectors",
+        [](W& w, py::object first, py::object counts, py::object other, py::object total,
+           py::object rates) {
             setConnections(w, false, first, counts, other, total, rates);
-        }, py::arg("first_rows"), py::arg("counts"), py::arg("other_rows"), py::arg("total_rows"), py::arg("rates"),
-        "The injector table afresh, laid out as for set_producers.");
-    cls.def("well_number", [](const W& w, const std::string& name) { return callLibrary([&] { return w.getWellNumber(name); }); },
+        },
+        py::arg("first_rows"), py::arg("counts"), py::arg("other_rows"), py::arg("total_rows"),
+        py::arg("rates"), "The injector table afresh, laid out as for set_producers.");
+    cls.def(
+        "well_number",
+        [](const W& w, const std::string& name) {
+            return callLibrary([&] {
+                return w.getWellNumber(name);
+            });
+        },
         py::arg("name"), "Number of the well with this (upper-cased) name, -1 when none.");
-    cls.def("rates", [](const W& w, py::object well, int32_t column) -> py::object {
+    cls.def(
+        "rates",
+        [](const W& w, py::object well, int32_t column) -> py::object {
             return callLibrary([&]() -> py::object {
                 Array<float> rates;
                 Array<int32_t> wells;
@@ -156,18 +208,23 @@ Attach one to a dataset with Dataset.attach_waf.)doc");
                 bool q = false;
                 if (py::isinstance<py::str>(well)) {
                     // Filled by position: the fourth argument receives the other rate.
-                    w.getWellNameWAFData(well.cast<std::string>(), rates, n, other, total, wells, names, q, column);
+                    w.getWellNameWAFData(well.cast<std::string>(), rates, n, other, total, wells,
+                                         names, q, column);
                 } else {
-                    w.getWellWAFData(well.cast<int32_t>(), rates, n, other, total, wells, names, q, column);
+                    w.getWellWAFData(well.cast<int32_t>(), rates, n, other, total, wells, names, q,
+                                     column);
                 }
                 if (!q) return py::none();
                 return wellRates(rates, n, other, total, wells, names);
             });
-        }, py::arg("well"), py::arg("column") = 2,
+        },
+        py::arg("well"), py::arg("column") = 2,
         "Allocation rates of a well (by number or name) from WAF column `column`: a WellRates\n"
         "(rates, partner wells, partner names, other, total), or None when the well is not a\n"
         "producer or injector of the set.");
-    cls.def("efficiency", [](const W& w, int32_t well, int32_t type) -> py::object {
+    cls.def(
+        "efficiency",
+        [](const W& w, int32_t well, int32_t type) -> py::object {
             return callLibrary([&]() -> py::object {
                 float water = 0, efficiency = 0;
                 bool q = false;
@@ -175,10 +232,13 @@ Attach one to a dataset with Dataset.attach_waf.)doc");
                 if (!q) return py::none();
                 return py::make_tuple(water, efficiency);
             });
-        }, py::arg("well"), py::arg("type") = 9,
+        },
+        py::arg("well"), py::arg("type") = 9,
         "(water_rate, efficiency) of a well from its total row, or None for a well that is no\n"
         "producer or injector; efficiency column 6, 7, 8 for types 3, 4, 5, else 9.");
-    cls.def("efficiencies", [](const W& w, int32_t wellType, int32_t type) {
+    cls.def(
+        "efficiencies",
+        [](const W& w, int32_t wellType, int32_t type) {
             return callLibrary([&] {
                 Array<float> water, efficiency;
                 int32_t n = 0;
@@ -186,7 +246,8 @@ Attach one to a dataset with Dataset.attach_waf.)doc");
                 w.getWellEfficiencies(water, efficiency, n, q, wellType, type);
                 return py::make_tuple(copyOut(water, n), copyOut(efficiency, n));
             });
-        }, py::arg("well_type") = 2, py::arg("type") = 9,
+        },
+        py::arg("well_type") = 2, py::arg("type") = 9,
         "(water_rates, efficiencies) as numpy arrays for every injector (well_type 2), producer\n"
         "(1) or well (other values).");
 }

@@ -2,8 +2,9 @@
 
     python3 examples/python/plot_streamlines.py STORE [PICTURE] [--dataset K]
 
-STORE is a store file saved by tkstream63 (for instance the example viewer's five-spot store);
-PICTURE defaults to streamlines.png. Streamlines are drawn in plan view (X, Y) with their wells.
+STORE is a store file saved by tkstream63, for instance the example viewer's five-spot store
+(build/examples/field_viewer_example --keep-store fivespot.store); PICTURE defaults to
+streamlines.png. Streamlines are drawn in plan view (X, Y) with their wells.
 """
 
 import argparse

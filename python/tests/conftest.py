@@ -1,4 +1,4 @@
-"""Shared fixtures: the example viewer's store written by C++, and a small dataset built here."""
+"""Shared fixtures: the store the C++ example viewer saves, and a small dataset built here."""
 
 import os
 import subprocess
@@ -8,22 +8,24 @@ import pytest
 
 import tkstream63
 
-TOOL = os.environ.get("EXAMPLE_STORE_TOOL", "")
+def run(program, *args):
+    """Runs a C++ program named by an environment variable; returns (exit code, error output)."""
+    if not os.environ.get(program):
+        pytest.skip(f"{program} is not set (run the tests through ctest)")
+    done = subprocess.run([os.environ[program], *map(str, args)], capture_output=True, text=True)
+    return done.returncode, done.stderr
 
 
 def run_tool(*args):
-    """Runs the C++ example store tool; returns (exit code, its error output)."""
-    if not TOOL:
-        pytest.skip("EXAMPLE_STORE_TOOL is not set (run the tests through ctest)")
-    done = subprocess.run([TOOL, *map(str, args)], capture_output=True, text=True)
-    return done.returncode, done.stderr
+    """The C++ store tool: "resave IN OUT [formatted]" or "compare EXPECTED ACTUAL"."""
+    return run("EXAMPLE_STORE_TOOL", *args)
 
 
 @pytest.fixture(scope="session")
 def example_store(tmp_path_factory):
-    """Path of the example viewer's store, saved by C++ in the binary form."""
+    """Path of the store the example viewer program saves (binary form)."""
     path = tmp_path_factory.mktemp("example") / "fivespot.store"
-    code, errors = run_tool("write", path)
+    code, errors = run("EXAMPLE_PROGRAM", "--keep-store", path)
     assert code == 0, errors
     return path
 

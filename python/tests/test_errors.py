@@ -21,19 +21,27 @@ def damaged_copy(example_store, tmp_path, damage):
     return path
 
 
-@pytest.mark.parametrize("damage, number, source, member", [
-    ("missing", 53, "RecordFile", "OpenForReading"),
-    ("not a record file", 321, "RecordFile", "OpenForReading"),
-    ("truncated", 62, "rvStreamSet", "BINARYIMPORT"),
-    ("flipped byte", 321, "rvStreamSet", "BINARYIMPORT"),
+def read_everything(path):
+    with tkstream63.open(path) as view:
+        for k in range(1, len(view) + 1):
+            view.dataset(k)
+
+
+@pytest.mark.parametrize("damage, number, source, member, view_source", [
+    ("missing", 53, "RecordFile", "OpenForReading", "StoreFileView"),
+    ("not a record file", 321, "RecordFile", "OpenForReading", "StoreFileView"),
+    ("truncated", 62, "rvStreamSet", "BINARYIMPORT", "StoreFileView"),
+    ("flipped byte", 321, "rvStreamSet", "BINARYIMPORT", "rvStreamSet"),
 ])
-def test_bad_files(example_store, tmp_path, damage, number, source, member):
+def test_bad_files(example_store, tmp_path, damage, number, source, member, view_source):
     path = damaged_copy(example_store, tmp_path, damage)
-    for opener in (tkstream63.load, tkstream63.open):
+    # A load meets the damage at once; the view when it reads the damaged part.
+    for read, where in ((tkstream63.load, (source, member)), (read_everything, (view_source,))):
         with pytest.raises(tkstream63.Error) as raised:
-            opener(path)
-        assert (raised.value.number, raised.value.source, raised.value.member) == (number, source, member)
-        assert str(raised.value).startswith("Error:")
+            read(path)
+        error = raised.value
+        assert (error.number, error.source, error.member)[:len(where) + 1] == (number, *where)
+        assert str(error).startswith("Error:")
 
 
 def test_library_reports(tmp_path):
@@ -44,12 +52,14 @@ def test_library_reports(tmp_path):
         (lambda: ds.set_attribute(7, "abc"), 13, "rvStreamSet", "rvDataSet.SetDataSetAttribute"),
         (lambda: ds.streamline_data(1), 9, "rvStreamSet", "extractSingleStreamLinePositions"),
         (lambda: ds.streamline(1), 9, "tkstream63", "Dataset.streamline"),
-        (lambda: tkstream63.Store().save(tmp_path / "no" / "such.store"), 75, "RecordFile", "OpenForWriting"),
+        (lambda: tkstream63.Store().save(tmp_path / "no" / "such.store"), 75, "RecordFile",
+         "OpenForWriting"),
     ]
     for call, number, source, member in cases:
         with pytest.raises(tkstream63.Error) as raised:
             call()
-        assert (raised.value.number, raised.value.source, raised.value.member) == (number, source, member)
+        error = raised.value
+        assert (error.number, error.source, error.member) == (number, source, member)
     assert ds.get_attribute(7) == "0"  # the failed conversion left Units alone
     assert not (tmp_path / "no").exists()
 
@@ -58,7 +68,8 @@ def test_python_argument_errors(example_store):
     store = tkstream63.load(example_store)
     for call, error in [
         (lambda: store[0], IndexError), (lambda: store[4], IndexError),
-        (lambda: store[1].streamline(0), IndexError), (lambda: store[1].streamline(161), IndexError),
+        (lambda: store[1].streamline(0), IndexError),
+        (lambda: store[1].streamline(161), IndexError),
         (lambda: store.search(), ValueError), (lambda: store.search(MaxRows=1), ValueError),
         (lambda: store.search({16: "1"}), ValueError),
         (lambda: tkstream63.Dataset().set_nodes(numpy.zeros(3)), ValueError),
@@ -82,7 +93,8 @@ def test_duplicate_answers(capfd):
     replacement = clash()
     assert store.add(replacement, duplicate=dialog) == 1 and store[1] is replacement
     assert asked == [("BASE [FIELD]\r\n\r\n Name currently in use.",
-                      ["&Overwrite all", "&Rename all", "&Cancel all", "&Overwrite", "&Rename", "&Cancel"],
+                      ["&Overwrite all", "&Rename all", "&Cancel all",
+                       "&Overwrite", "&Rename", "&Cancel"],
                       "Duplicate Name")]
     assert not store.AutomaticOverWrite  # "Overwrite", not "Overwrite all"
 

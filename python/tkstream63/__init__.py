@@ -16,7 +16,8 @@ Classes
                array), connections, well list, headers, and the node and pointer tables
     WAFSet     the allocation factors of one time step: rates() and efficiencies() as numpy
                arrays; attach one to a dataset with Dataset.attach_waf
-    StoreFile  a saved store opened read-only by open(): summary(), dataset(k), streamline(k, i)
+    StoreFile  a saved store opened by open() without loading it: summary(), dataset(k),
+               streamline(k, i), each reading only what it needs from the file
     Error      a failure the library reported, with number, source and member
     WellRates  the record returned by rate queries
 
