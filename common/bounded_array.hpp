@@ -27,6 +27,17 @@ public:
         redim(lower1, upper1, lower2, upper2);
     }
 
+    // An array over a block owned by someone else (an adapter handing a host's array to the
+    // library without copying it). Elements are read and written in place; re-dimensioning gives
+    // the array a block of its own and leaves the borrowed one alone. The block must outlive the
+    // array.
+    static Array borrow(T* block, int32_t lower, int32_t upper) {
+        return borrowed(block, 1, {lower, 0}, {upper, 0});
+    }
+    static Array borrow(T* block, int32_t lower1, int32_t upper1, int32_t lower2, int32_t upper2) {
+        return borrowed(block, 2, {lower1, lower2}, {upper1, upper2});
+    }
+
     Array(const Array& other) { assignFrom(other); }
     Array& operator=(const Array& other) {
         if (this != &other) assignFrom(other);
@@ -127,6 +138,29 @@ private:
         int32_t first;
         int32_t second;
     };
+    // Frees the block unless it was borrowed.
+    struct BlockDeleter {
+        bool owned = true;
+        void operator()(T* block) const noexcept {
+            if (owned) delete[] block;
+        }
+    };
+    using Block = std::unique_ptr<T[], BlockDeleter>;
+
+    static Array borrowed(T* block, int rank, Pair lower, Pair upper) {
+        Array array;
+        const int32_t lo[2] = {lower.first, lower.second};
+        const int32_t hi[2] = {upper.first, upper.second};
+        int64_t total = 1;
+        for (int d = 0; d < rank; ++d) {
+            const int64_t extent = int64_t{hi[d]} - lo[d] + 1;
+            if (extent < 0) raiseError(kErrSubscript);
+            total *= extent;
+        }
+        array.setShape(rank, lo, hi, static_cast<size_t>(total));
+        array.elements_ = Block(block, BlockDeleter{false});
+        return array;  // capacity_ stays 0, so no re-dimensioning reuses the borrowed block
+    }
 
     static void copyElements(const T* from, size_t n, T* to) {
         if (n == 0) return;
@@ -142,7 +176,7 @@ private:
     }
 
     void assignFrom(const Array& other) {
-        std::unique_ptr<T[]> copy = allocate(other.count_, false);
+        Block copy = allocate(other.count_, false);
         if (other.count_ > 0) copyElements(other.elements_.get(), other.count_, copy.get());
         rank_ = other.rank_;
         lower_[0] = other.lower_[0];
@@ -171,7 +205,7 @@ private:
             setShape(rank, lo, hi, static_cast<size_t>(total));
             return;
         }
-        std::unique_ptr<T[]> fresh = allocate(static_cast<size_t>(total), clear || preserve);
+        Block fresh = allocate(static_cast<size_t>(total), clear || preserve);
         if (preserve && count_ > 0 && total > 0 && rank == rank_) {
             copySurvivors(fresh.get(), lo, hi, extents[0]);
         }
@@ -182,16 +216,16 @@ private:
 
     // A new block, cleared or left for the caller to overwrite. A large block of plain values
     // (numbers, flags) is advised onto huge pages before anything touches it.
-    static std::unique_ptr<T[]> allocate(size_t n, bool clear) {
+    static Block allocate(size_t n, bool clear) {
         if (n == 0) return nullptr;
         try {
             if constexpr (std::is_trivially_default_constructible_v<T> && std::is_trivially_copyable_v<T>) {
-                std::unique_ptr<T[]> block(new T[n]);
+                Block block(new T[n]);
                 adviseHugePages(block.get(), n * sizeof(T));
                 if (clear) std::memset(static_cast<void*>(block.get()), 0, n * sizeof(T));
                 return block;
             } else {
-                return std::unique_ptr<T[]>(clear ? new T[n]() : new T[n]);
+                return Block(clear ? new T[n]() : new T[n]);
             }
         } catch (const std::bad_alloc&) {
             raiseError(kErrOutOfMemory);
@@ -239,7 +273,7 @@ private:
     int32_t upper_[2] = {-1, 0};
     size_t count_ = 0;
     size_t capacity_ = 0;  // elements the block holds; at least count_
-    std::unique_ptr<T[]> elements_;
+    Block elements_;
 };
 
 // Copies n elements from source (starting at storage offset sourceOffset) into destination

@@ -75,6 +75,23 @@ TEST(BoundedArray, RedimOfASimilarSizeKeepsTheBlockButNotItsContents) {
     EXPECT_EQ(copy.size(), 4u);
 }
 
+TEST(BoundedArray, BorrowedBlockIsUsedInPlaceUntilRedimAndNeverFreed) {
+    float block[6] = {1, 2, 3, 4, 5, 6};
+    {
+        Array<float> view = Array<float>::borrow(block, 1, 3, 1, 2);
+        EXPECT_EQ(view.data(), block);
+        EXPECT_EQ(view(3, 2), 6.0f);
+        view(1, 2) = 40;  // written through to the owner's block
+        Array<float> copy = view;
+        EXPECT_NE(copy.data(), block);
+        view.redim(1, 6);  // a block of its own, even though the size fits
+        EXPECT_NE(view.data(), block);
+        view.fill(0);
+    }  // destroying the arrays must leave the stack block alone
+    EXPECT_EQ(block[3], 40.0f);
+    EXPECT_EQ(block[5], 6.0f);
+}
+
 TEST(BoundedArray, BlockCopiesAreCheckedAgainstBothEnds) {
     Array<float> source(1, 4, 1, 2);
     for (size_t k = 0; k < source.size(); ++k) source.data()[k] = static_cast<float>(k);

@@ -1,0 +1,101 @@
+#!/usr/bin/env bash
+# Runs one COM test step under Wine in the build's own Wine prefix.
+#   wine_test.sh <wine> <prefix> <dll> setup            new prefix (~30 s)
+#   wine_test.sh <wine> <prefix> <dll> shutdown         ends the prefix's server and services
+#   wine_test.sh <wine> <prefix> <dll> registration     register/unregister checks; ends registered
+#   wine_test.sh <wine> <prefix> <dll> run <program> [args...]
+#   wine_test.sh <wine> <prefix> <dll> script <file.vbs|file.js>
+# Programs and scripts print "N passed, N failed"; a run without that line fails, because Wine's
+# cscript ends with status 0 even when a script stops on an error.
+set -uo pipefail
+wine=$1 prefix=$2 dll=$3 step=$4
+shift 4
+export WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" WINEDLLPATH=
+# Wine starts services that outlive the program and keep its output open, so output goes through
+# a file: a pipe would stay open (and its reader waiting) until they end.
+scratch=$(mktemp)
+trap 'rm -f "$scratch"' EXIT
+wine_out() {
+  "$wine" "$@" >"$scratch" 2>&1 </dev/null
+  local status=$?
+  tr -d '\r' <"$scratch"
+  return $status
+}
+windows_path() { local p; p=$(readlink -f "$1"); echo "Z:${p//\//\\}"; }
+dll_win=$(windows_path "$dll")
+
+# Prints the value of a registry key's value, or nothing when the key is missing.
+reg_value() {  # reg_value <key> [value-name]
+  local args=(query "$1")
+  if [ $# -gt 1 ]; then args+=(/v "$2"); else args+=(/ve); fi
+  wine_out reg "${args[@]}" | awk 'NF>=3 && $2 ~ /^REG_/ {sub(/^[^R]*REG_[A-Z_]+ +/, ""); print; exit}'
+}
+
+check() {  # check <description> <command...>
+  local what=$1; shift
+  if "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); echo "FAILED: $what"; fi
+}
+passed=0 failed=0
+
+registration_keys() {  # registration_keys <root> present|absent
+  local root=$1 want=$2
+  local clsid='{F4C8A4E8-41DA-42FA-AA37-F35D609905A4}'
+  local server threading progid typelib
+  server=$(reg_value "$root\\Software\\Classes\\CLSID\\$clsid\\InprocServer32")
+  threading=$(reg_value "$root\\Software\\Classes\\CLSID\\$clsid\\InprocServer32" ThreadingModel)
+  progid=$(reg_value "$root\\Software\\Classes\\tk174StreamStorage.rvStreamStore\\CLSID")
+  local library='Software\\Classes\\TypeLib\\{E2AC70F9-A54D-49ED-B15C-970D93AF3DD9}\\6.3'
+  typelib=$(reg_value "$root\\$library")
+  # Wine's RegisterTypeLibForUser writes to the machine's keys (Windows writes to the user's).
+  [ -n "$typelib" ] || [ "$root" != HKCU ] || typelib=$(reg_value "HKLM\\$library")
+  if [ "$want" = present ]; then
+    check "$root: InprocServer32 is the DLL ($server)" test "${server,,}" = "${dll_win,,}"
+    check "$root: ThreadingModel Apartment ($threading)" test "$threading" = Apartment
+    check "$root: ProgID tk174StreamStorage.rvStreamStore ($progid)" test "$progid" = '{858029C7-25C8-42A1-BA28-5EA17AD169F0}'
+    check "$root: type library registered ($typelib)" test -n "$typelib"
+  else
+    check "$root: class keys removed" test -z "$server$threading$progid"
+    check "$root: type library unregistered" test -z "$typelib"
+  fi
+}
+
+case $step in
+  setup)
+    "${wine%/*}/wineserver" -k 2>/dev/null  # a server left over from an earlier run
+    rm -rf "$prefix"
+    wine_out wineboot -i >/dev/null
+    ;;
+  shutdown)
+    "${wine%/*}/wineserver" -k 2>/dev/null; exit 0
+    ;;
+  registration)
+    wine_out regsvr32 /s /u /n /i:user "$dll_win"
+    wine_out regsvr32 /s "$dll_win"; check "regsvr32 (per machine) succeeds" test $? -eq 0
+    registration_keys HKLM present
+    wine_out regsvr32 /s /u "$dll_win"; check "regsvr32 /u succeeds" test $? -eq 0
+    registration_keys HKLM absent
+    wine_out regsvr32 /s /n /i:user "$dll_win"; check "regsvr32 /n /i:user succeeds" test $? -eq 0
+    registration_keys HKCU present
+    wine_out regsvr32 /s /u /n /i:user "$dll_win"; check "regsvr32 /u /n /i:user succeeds" test $? -eq 0
+    registration_keys HKCU absent
+    # The other tests use the machine's registration: Wine's COM does not look in the user's keys.
+    wine_out regsvr32 /s "$dll_win"
+    echo "$passed passed, $failed failed"
+    [ "$failed" -eq 0 ]
+    ;;
+  run)
+    program=$1; shift
+    output=$(wine_out "$program" "$@"); status=$?
+    echo "$output"
+    [ $status -eq 0 ] && grep -qE '^[0-9]+ passed, 0 failed$' <<<"$output"
+    ;;
+  script)
+    output=$(wine_out cscript //nologo "$(windows_path "$1")"); status=$?
+    echo "$output"
+    [ $status -eq 0 ] && grep -qE '^[0-9]+ passed, 0 failed$' <<<"$output"
+    ;;
+  *)
+    echo "unknown step $step" >&2
+    exit 2
+    ;;
+esac
