@@ -11,5 +11,6 @@
 #include "recordfile/record_file.hpp"
 #include "recordfile/record_io.hpp"
 #include "streamset/stream_set.hpp"
+#include "streamstore/store_file_view.hpp"
 #include "streamstore/stream_store.hpp"
 #include "wafset/waf_set.hpp"

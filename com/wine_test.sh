@@ -5,7 +5,7 @@
 #   wine_test.sh <wine> <prefix> <dll> registration     register/unregister checks; ends registered
 #   wine_test.sh <wine> <prefix> <dll> run <program> [args...]
 #   wine_test.sh <wine> <prefix> <dll> script <file.vbs|file.js>
-#   wine_test.sh <wine> <prefix> <dll> files <client.exe> <native store_resave>
+#   wine_test.sh <wine> <prefix> <dll> files <client.exe> <native resave_store>
 #                  store files cross between the DLL and the native build, and the same store
 #                  gives the same bytes from both
 # Programs and scripts print "N passed, N failed"; a run without that line fails, because Wine's

@@ -11,6 +11,7 @@
 #include <type_traits>
 
 #include "common/errors.hpp"
+#include "common/huge_pages.hpp"
 
 namespace tkstream63 {
 
@@ -175,11 +176,8 @@ private:
     }
 
     void assignFrom(const Array& other) {
-        Block copy;
-        if (other.count_ > 0) {
-            copy.reset(new T[other.count_]);
-            copyElements(other.elements_.get(), other.count_, copy.get());
-        }
+        Block copy = allocate(other.count_, false);
+        if (other.count_ > 0) copyElements(other.elements_.get(), other.count_, copy.get());
         rank_ = other.rank_;
         lower_[0] = other.lower_[0];
         lower_[1] = other.lower_[1];
@@ -207,21 +205,31 @@ private:
             setShape(rank, lo, hi, static_cast<size_t>(total));
             return;
         }
-        Block fresh;
-        if (total > 0) {
-            try {
-                fresh.reset(clear || preserve ? new T[static_cast<size_t>(total)]()
-                                              : new T[static_cast<size_t>(total)]);
-            } catch (const std::bad_alloc&) {
-                raiseError(kErrOutOfMemory);
-            }
-        }
+        Block fresh = allocate(static_cast<size_t>(total), clear || preserve);
         if (preserve && count_ > 0 && total > 0 && rank == rank_) {
             copySurvivors(fresh.get(), lo, hi, extents[0]);
         }
         elements_ = std::move(fresh);
         capacity_ = static_cast<size_t>(total);
         setShape(rank, lo, hi, static_cast<size_t>(total));
+    }
+
+    // A new block, cleared or left for the caller to overwrite. A large block of plain values
+    // (numbers, flags) is advised onto huge pages before anything touches it.
+    static Block allocate(size_t n, bool clear) {
+        if (n == 0) return nullptr;
+        try {
+            if constexpr (std::is_trivially_default_constructible_v<T> && std::is_trivially_copyable_v<T>) {
+                Block block(new T[n]);
+                adviseHugePages(block.get(), n * sizeof(T));
+                if (clear) std::memset(static_cast<void*>(block.get()), 0, n * sizeof(T));
+                return block;
+            } else {
+                return Block(clear ? new T[n]() : new T[n]);
+            }
+        } catch (const std::bad_alloc&) {
+            raiseError(kErrOutOfMemory);
+        }
     }
 
     // A block is kept when the new size fits it and leaves at most the new size plus 64 KiB

@@ -98,6 +98,8 @@ bool KeyUtility::TextEquals(const std::string& a, const std::string& b) const {
     return UCase(x) == UCase(y);
 }
 
+std::string KeyUtility::TextKey(std::string_view text) const { return UCase(trimBlanks(text)); }
+
 void ConsoleDialog::ShowChoice(const std::string& message, const std::vector<std::string>& buttons,
                                int32_t /*style*/, const std::string& title, int32_t& choice) {
     choice = 0;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/bounded_array.hpp"
@@ -32,6 +33,9 @@ public:
     std::string JoinKey(const std::string& parent, const std::string& child, bool flag = true) const;
     // Texts are equal when they match ignoring case and surrounding blanks.
     bool TextEquals(const std::string& a, const std::string& b) const;
+    // The form TextEquals compares (upper-cased, surrounding blanks removed): two texts have the
+    // same TextKey exactly when TextEquals calls them equal, so texts can be indexed by it.
+    std::string TextKey(std::string_view text) const;
 };
 
 // Modal choice between buttons. choice is the 1-based button pressed, 0 when closed without one.

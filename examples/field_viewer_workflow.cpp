@@ -657,7 +657,7 @@ struct Workflow {
     void search(rvStreamStore& store);
     void extractStreamline(rvStreamStore& store);
     void showAllocation(rvStreamStore& store);
-    void saveAndReload(rvStreamStore& store);
+    void saveAndReload(rvStreamStore& store, const std::string& keepStorePath);
     void versionAndShutDown(const MessagePane& pane);
 
     std::vector<int32_t> runSearch(rvStreamStore& store,
@@ -941,11 +941,12 @@ void Workflow::showAllocation(rvStreamStore& store) {
     checks.expect(efficiency > 0 && efficiency < 1 && water > 0, "an efficiency between 0 and 1");
 }
 
-void Workflow::saveAndReload(rvStreamStore& store) {
+void Workflow::saveAndReload(rvStreamStore& store, const std::string& keepStorePath) {
     heading(report, 7, "Saving the store to a record file and loading it into a fresh store");
     ScratchFolder folder;
-    if (!checks.expect(!folder.path().empty(), "a temporary folder")) return;
-    const std::string path = (folder.path() / "fivespot.store").string();
+    if (keepStorePath.empty() && !checks.expect(!folder.path().empty(), "a temporary folder")) return;
+    const std::string path =
+        keepStorePath.empty() ? (folder.path() / "fivespot.store").string() : keepStorePath;
 
     bool qOK = false;
     {
@@ -959,7 +960,7 @@ void Workflow::saveAndReload(rvStreamStore& store) {
     std::error_code error;
     report << "  saved " << store.NumberOfStreamSets() << " datasets, "
            << number(double(std::filesystem::file_size(path, error)) / 1024.0, 1)
-           << " KiB (binary form)\n";
+           << " KiB (binary form)" << (keepStorePath.empty() ? "" : " kept in " + path) << "\n";
 
     rvStreamStore restored;
     int ticks = 0;
@@ -1033,7 +1034,7 @@ void Workflow::versionAndShutDown(const MessagePane& pane) {
 
 }  // namespace
 
-int runWorkflow(std::ostream& report) {
+int runWorkflow(std::ostream& report, const std::string& keepStorePath) {
     Workflow workflow(report);
     auto pane = std::make_shared<MessagePane>(report);
     installErrorReporter(pane);
@@ -1046,7 +1047,7 @@ int runWorkflow(std::ostream& report) {
         workflow.search(store);
         workflow.extractStreamline(store);
         workflow.showAllocation(store);
-        workflow.saveAndReload(store);
+        workflow.saveAndReload(store, keepStorePath);
     }
     workflow.versionAndShutDown(*pane);
     const int failures = workflow.checks.failures();

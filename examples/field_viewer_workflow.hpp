@@ -64,7 +64,8 @@ std::shared_ptr<tkstream63::rvWAFSet> makeAllocationSet(const five_spot::Field& 
 // differs.
 std::string firstDifference(tkstream63::rvStreamSet& a, tkstream63::rvStreamSet& b);
 
-// Runs the whole workflow, writing a readable report; returns the number of failed checks.
-int runWorkflow(std::ostream& report);
+// Runs the whole workflow, writing a readable report; returns the number of failed checks. The
+// store is saved to keepStorePath when one is given (and kept there), else to a scratch folder.
+int runWorkflow(std::ostream& report, const std::string& keepStorePath = "");
 
 }  // namespace field_viewer

@@ -9,36 +9,46 @@
 namespace tkstream63 {
 namespace {
 
-TEST(Crc32c, MatchesThePublishedCheckValues) {
+constexpr Crc32cMethod kMethods[] = {Crc32cMethod::Portable, Crc32cMethod::Sse42, Crc32cMethod::Avx512};
+
+TEST(Crc32c, EveryMethodGivesThePublishedCheckValues) {
     // The standard check value and the iSCSI test patterns for the Castagnoli polynomial.
-    EXPECT_EQ(crc32c(0, "123456789", 9), 0xE3069283u);
-    std::vector<uint8_t> pattern(32, 0);
-    EXPECT_EQ(crc32c(0, pattern.data(), 32), 0x8A9136AAu);
-    std::memset(pattern.data(), 0xFF, 32);
-    EXPECT_EQ(crc32c(0, pattern.data(), 32), 0x62A8AB43u);
-    for (int i = 0; i < 32; ++i) pattern[i] = static_cast<uint8_t>(i);
-    EXPECT_EQ(crc32c(0, pattern.data(), 32), 0x46DD794Eu);
-    EXPECT_EQ(crc32c(0, nullptr, 0), 0u);
-    EXPECT_EQ(crc32cPortable(0, "123456789", 9), 0xE3069283u);
+    std::vector<uint8_t> zeros(32, 0), ones(32, 0xFF), ascending(32);
+    for (int i = 0; i < 32; ++i) ascending[i] = static_cast<uint8_t>(i);
+    for (Crc32cMethod method : kMethods) {
+        SCOPED_TRACE(static_cast<int>(method));
+        EXPECT_EQ(crc32cWith(method, 0, "123456789", 9), 0xE3069283u);
+        EXPECT_EQ(crc32cWith(method, 0, zeros.data(), 32), 0x8A9136AAu);
+        EXPECT_EQ(crc32cWith(method, 0, ones.data(), 32), 0x62A8AB43u);
+        EXPECT_EQ(crc32cWith(method, 0, ascending.data(), 32), 0x46DD794Eu);
+        EXPECT_EQ(crc32cWith(method, 0, nullptr, 0), 0u);
+    }
+    EXPECT_TRUE(crc32cAvailable(crc32cMethod()));
 }
 
-TEST(Crc32c, BothMethodsAgreeForEveryLengthAlignmentAndSplit) {
-    // Long enough for the three-stream paths (3 x 8192 and 3 x 256 bytes) and their tails.
+TEST(Crc32c, EveryMethodAgreesForRandomLengthsAlignmentsAndSplits) {
+    // Long enough for every method's wide paths (3 x 8192-byte streams, 256-byte rounds) and tails.
     std::vector<uint8_t> data(3 * 8192 * 2 + 3 * 256 + 77);
     std::mt19937 random(12345);
     for (auto& byte : data) byte = static_cast<uint8_t>(random());
-    for (size_t start : {0, 1, 3, 7}) {
-        for (size_t length : {0, 1, 7, 8, 9, 255, 767, 768, 769, 24575, 24576, 24577, 49151}) {
-            if (start + length > data.size()) continue;
-            const uint32_t expected = crc32cPortable(0, data.data() + start, length);
-            EXPECT_EQ(crc32c(0, data.data() + start, length), expected) << start << "+" << length;
+    std::vector<size_t> lengths = {0, 1, 4, 15, 16, 63, 64, 127, 128, 255, 256, 511, 512, 767, 768, 24576, 24577};
+    for (int k = 0; k < 40; ++k) lengths.push_back(random() % (data.size() - 64));
+    for (size_t length : lengths) {
+        const size_t start = random() % 64;
+        const uint8_t* p = data.data() + start;
+        const uint32_t seed = random();
+        const uint32_t expected = crc32cPortable(seed, p, length);
+        for (Crc32cMethod method : kMethods) {
+            SCOPED_TRACE(std::to_string(static_cast<int>(method)) + ": " + std::to_string(start) + "+" +
+                         std::to_string(length));
+            EXPECT_EQ(crc32cWith(method, seed, p, length), expected);
             // A body checked in pieces gives the CRC of the whole.
             const size_t cut = length / 3;
-            EXPECT_EQ(crc32c(crc32c(0, data.data() + start, cut), data.data() + start + cut, length - cut), expected);
+            EXPECT_EQ(crc32cWith(method, crc32cWith(method, seed, p, cut), p + cut, length - cut), expected);
         }
+        EXPECT_EQ(crc32c(seed, p, length), expected);
     }
     const uint32_t whole = crc32c(0, data.data(), data.size());
-    EXPECT_EQ(whole, crc32cPortable(0, data.data(), data.size()));
     data[40000] ^= 0x10;  // any changed bit changes the CRC
     EXPECT_NE(crc32c(0, data.data(), data.size()), whole);
 }

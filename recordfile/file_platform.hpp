@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 // Windows' C library has no quota error; its implementation maps ERROR_NOT_ENOUGH_QUOTA here.
@@ -40,10 +41,13 @@ std::string errorText(int error);
 // is left ready for ordinary blocking reads.
 bool openForReading(const std::string& path, FileHandle& file, FileStatus& status);
 
-// Creates a new, empty temporary file in target's folder, readable and writable by its owner
-// only from the first instant, under an unpredictable name that did not exist before. A name
-// that exists already (whatever it is, a link included) is never opened: another is drawn.
-bool createTemporary(const std::string& target, FileHandle& file, std::string& tempPath);
+// An unpredictable name for a temporary file beside target (from the system's random source).
+std::string temporaryName(const std::string& target);
+
+// Creates a new, empty file under the first name from nextName() that does not exist yet,
+// readable and writable by its owner only from the first instant. A name that exists already
+// (whatever it is, a link included) is never opened and is no obstacle: the next one is tried.
+bool createTemporary(const std::function<std::string()>& nextName, FileHandle& file, std::string& tempPath);
 
 // Gives a finished temporary file the access rights it keeps: those of the target it replaces,
 // or a new file's usual ones when there is no target yet.
@@ -52,6 +56,9 @@ bool setFinalMode(FileHandle file, const std::string& target);
 // Bytes moved (0 from readSome at the end of the file), or -1.
 ssize_t writeSome(FileHandle file, const void* data, size_t n);
 ssize_t readSome(FileHandle file, void* data, size_t n);
+// Reads from a given offset without moving the read position, so several threads can read one
+// open file at once.
+ssize_t readAt(FileHandle file, void* data, size_t n, int64_t offset);
 // Moves the read position n bytes forward.
 bool skipForward(FileHandle file, int64_t n);
 

@@ -1,6 +1,9 @@
 // The binary form of the records (layout in docs/record-format.md): little-endian, fixed-width
-// items, every header and every body guarded by a CRC-32C. Large bodies move straight between
-// the caller's array and the file in chunks that are checksummed while they are in the cache.
+// items, every header and every 64 KiB block of a body guarded by a CRC-32C, records numbered in
+// file order, and a trailer that counts them and carries a checksum of all their checksums. Large
+// bodies move straight between the caller's array and the file in chunks that are checksummed
+// while they are in the cache. Files of version 1 (no numbers, one CRC per body, no trailer) are
+// still read.
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -13,23 +16,50 @@ namespace tkstream63 {
 namespace {
 
 constexpr uint8_t kMagic[8] = {0x89, 'T', 'K', 'R', 'E', 'C', '\r', '\n'};
-constexpr uint32_t kFormatVersion = 1;
+constexpr uint32_t kFormatVersion = 2;
 constexpr size_t kPreambleBytes = 12;
-// Header: keyword length, keyword, type, count, body length, padding length, header CRC.
-constexpr size_t kHeaderFixedBytes = 1 + 4 + 4 + 8 + 2 + 4;
-constexpr size_t kCrcField = 18;  // offset of the header CRC after the keyword
-// A large body is preceded by zero bytes that give it the same offset within a 4 KiB page in the
-// file as the caller's array has in memory. The system copies such writes (and reads into arrays
-// allocated alike) much faster than ones whose page offsets differ by a few bytes.
+
+// The header's fields after the keyword: type, count, body length, padding length, (from version
+// 2) the record's number, then the header CRC over everything before it.
+struct HeaderLayout {
+    size_t fixedBytes;  // header bytes besides the keyword
+    size_t crcAt;       // offset of the header CRC after the keyword
+};
+constexpr HeaderLayout kHeaderV1{1 + 4 + 4 + 8 + 2 + 4, 18};
+constexpr HeaderLayout kHeaderV2{1 + 4 + 4 + 8 + 2 + 4 + 4, 22};
+constexpr size_t kNumberAt = 18;
+constexpr size_t kLargestHeader = kHeaderV2.fixedBytes + kMaxKeywordBytes;
+
+// A large body is preceded by zero bytes that put it at a fixed offset within a 4 KiB page of the
+// file: the offset at which the C library places large heap blocks (and so the tables of Array)
+// within their page. The system copies a block between file and memory much faster when the two
+// page offsets agree than when they differ by a few bytes. The padding depends on the file alone,
+// so the same records always give the same bytes.
 constexpr size_t kPageBytes = 4096;
-constexpr size_t kTrailerBytes = 4;
+constexpr size_t kBodyPageOffset = 16;
+// Bodies from this size on get the padding.
+constexpr size_t kPaddedBodyBytes = size_t{256} * 1024;
+// A body carries one CRC per block of this size (the last block may be shorter), all of them
+// after the body, so the body itself is one contiguous run, and a reader of a few values can
+// check just the blocks it touches.
+constexpr uint64_t kBlockBytes = uint64_t{64} * 1024;
+constexpr size_t kCheckBytes = 4;
 // Bodies move between the caller's array and the file in pieces of this size: few system calls,
 // yet small enough to stay in the cache between the system's copy and the checksum.
 constexpr size_t kDirectChunk = size_t{1} << 20;
 // Values that need converting (or are read only to be dropped) pass through a scratch buffer.
 constexpr size_t kScratchChunk = size_t{256} * 1024;
-// Bodies from this size on get the page-offset padding below.
-constexpr size_t kPaddedBodyBytes = size_t{256} * 1024;
+
+// The trailer closes a file of version 2: magic, record count, file length, the offset and length
+// of an index record (0: none), the file checksum, a reserved word, the trailer's own CRC.
+constexpr uint8_t kTrailerMagic[8] = {0xFF, 'T', 'K', 'E', 'N', 'D', '\r', '\n'};
+constexpr size_t kTrailerBytes = 52;
+constexpr size_t kTrailerCountAt = 8;
+constexpr size_t kTrailerLengthAt = 16;
+constexpr size_t kTrailerIndexAt = 24;
+constexpr size_t kTrailerIndexLengthAt = 32;
+constexpr size_t kTrailerCheckAt = 40;
+constexpr size_t kTrailerCrcAt = 48;
 
 void putLittle32(uint8_t* out, uint32_t v) {
     for (int i = 0; i < 4; ++i) out[i] = static_cast<uint8_t>(v >> (8 * i));
@@ -47,6 +77,8 @@ uint64_t getLittle64(const uint8_t* in) {
     for (int i = 7; i >= 0; --i) v = (v << 8) | in[i];
     return v;
 }
+
+std::string count(uint64_t n) { return std::to_string(n); }
 
 // Whether a run of this type has the same bytes in memory as in the file.
 bool storedAsIs(ItemType type) {
@@ -98,6 +130,15 @@ void decodeItems(ItemType type, const uint8_t* in, size_t n, void* values, size_
     }
 }
 
+// Where the check of block k of a body starts: the CRC of the record's header CRC and k, so a
+// block cannot pass for one of another record or another place.
+uint32_t blockCheckSeed(uint32_t headerCrc, uint64_t block) {
+    uint8_t prefix[8];
+    putLittle32(prefix, headerCrc);
+    putLittle32(prefix + 4, static_cast<uint32_t>(block));
+    return crc32c(0, prefix, sizeof prefix);
+}
+
 class BinaryCodec final : public RecordCodec {
 public:
     using RecordCodec::RecordCodec;
@@ -106,6 +147,7 @@ public:
         uint8_t preamble[kPreambleBytes];
         std::memcpy(preamble, kMagic, sizeof kMagic);
         putLittle32(preamble + 8, kFormatVersion);
+        fileCheck_ = crc32c(0, preamble, sizeof preamble);
         return file_.putBytes(preamble, sizeof preamble);
     }
 
@@ -115,22 +157,43 @@ public:
         if (file_.bytesLeft() < static_cast<int64_t>(kPreambleBytes) || !file_.takeBytes(preamble, kPreambleBytes) ||
             std::memcmp(preamble, kMagic, sizeof kMagic) != 0)
             return file_.fail(kRecordBadFormat, name + " is not a tkstream63 record file");
-        const uint32_t version = getLittle32(preamble + 8);
-        if (version != kFormatVersion)
-            return file_.fail(kRecordBadFormat, name + " is in record format version " + std::to_string(version) +
-                                                    ", but this library reads version " +
-                                                    std::to_string(kFormatVersion) + " only");
+        version_ = getLittle32(preamble + 8);
+        if (version_ != 1 && version_ != kFormatVersion)
+            return file_.fail(kRecordBadFormat, name + " is in record format version " + std::to_string(version_) +
+                                                    ", but this library reads versions 1 and 2 only");
+        layout_ = version_ == 1 ? kHeaderV1 : kHeaderV2;
+        fileCheck_ = crc32c(0, preamble, sizeof preamble);
         recordEnd_ = file_.position();
+        // In version 2 the records end where the trailer begins (a file too short to hold one
+        // is all records, cut short).
+        const int64_t trailerAt = file_.fileSize() - static_cast<int64_t>(kTrailerBytes);
+        recordsEnd_ = version_ == 1 || trailerAt < recordEnd_ ? file_.fileSize() : trailerAt;
         return true;
     }
 
-    bool atEnd() override { return exhausted_ || recordEnd_ >= file_.fileSize(); }
+    bool atEnd() override {
+        if (exhausted_ || endVerified_) return true;
+        if (version_ == 1) return recordEnd_ >= file_.fileSize();
+        // A record still being read is the last when nothing but the trailer follows it. Once
+        // the end has been found broken, the next header read reports it.
+        return !endChecked_ && record_.itemsLeft > 0 && recordEnd_ >= recordsEnd_;
+    }
+
+    // A file whose trailer is not where it should be is cut or damaged; which, and where, shows
+    // by reading on.
+    bool checkEnd() override {
+        if (endChecked_ || !trailerAbsent_) return RecordCodec::checkEnd();
+        std::string keyword, typeName;
+        int32_t n = 0;
+        while (readHeader(keyword, n, typeName)) {
+        }
+        return false;
+    }
 
 protected:
     // ---- writing ----
 
     bool encodeHeader() override {
-        crc_ = 0;
         // A CHAR body's length is known only when its last string arrives, and a fixed-width
         // body's padding only when its first values arrive, so the header waits.
         pendingText_.clear();
@@ -141,13 +204,14 @@ protected:
     bool encodeValues(ItemType type, const void* values, size_t n) override {
         const size_t width = itemWidth(type);
         if (headerPending_) {
+            const uint64_t bodyBytes = static_cast<uint64_t>(record_.count) * width;
             size_t padding = 0;
-            if (storedAsIs(type) && n * width >= kPaddedBodyBytes) {
+            if (bodyBytes >= kPaddedBodyBytes) {
                 const auto bodyStart =
-                    static_cast<uintptr_t>(file_.position()) + kHeaderFixedBytes + record_.keyword.size();
-                padding = (reinterpret_cast<uintptr_t>(values) - bodyStart) % kPageBytes;
+                    static_cast<uint64_t>(file_.position()) + kHeaderV2.fixedBytes + record_.keyword.size();
+                padding = (kBodyPageOffset + kPageBytes - bodyStart % kPageBytes) % kPageBytes;
             }
-            if (!putHeader(static_cast<uint64_t>(record_.count) * width, padding)) return false;
+            if (!putHeader(bodyBytes, padding)) return false;
         }
         if (storedAsIs(type)) return streamOut(static_cast<const uint8_t*>(values), n * width);
         const size_t perChunk = kScratchChunk / width;
@@ -177,53 +241,89 @@ protected:
         } else if (record_.count == 0) {
             return putHeader(0, 0);
         }
-        uint8_t trailer[kTrailerBytes];
-        putLittle32(trailer, crc_);
+        finishBlock();
+        std::vector<uint8_t> checks(blockCrcs_.size() * kCheckBytes);
+        for (size_t k = 0; k < blockCrcs_.size(); ++k) putLittle32(checks.data() + kCheckBytes * k, blockCrcs_[k]);
+        fileCheck_ = crc32c(fileCheck_, checks.data(), checks.size());
+        return file_.putBytes(checks.data(), checks.size());
+    }
+
+    bool writeTrailer() override {
+        uint8_t trailer[kTrailerBytes] = {};
+        std::memcpy(trailer, kTrailerMagic, sizeof kTrailerMagic);
+        putLittle64(trailer + kTrailerCountAt, static_cast<uint64_t>(recordsDone_));
+        putLittle64(trailer + kTrailerLengthAt, static_cast<uint64_t>(file_.position()) + kTrailerBytes);
+        putLittle64(trailer + kTrailerIndexAt, 0);
+        putLittle64(trailer + kTrailerIndexLengthAt, 0);
+        putLittle32(trailer + kTrailerCheckAt, fileCheck_);
+        putLittle32(trailer + kTrailerCrcAt, crc32c(0, trailer, kTrailerCrcAt));
         return file_.putBytes(trailer, sizeof trailer);
     }
 
     // ---- reading ----
 
     bool decodeHeader(Record& next) override {
-        if (file_.bytesLeft() <= 0) return failHeader(kRecordPastEnd, "end of file, no further record");
-        uint8_t header[kHeaderFixedBytes + kMaxKeywordBytes];
+        if (version_ >= 2 && !endChecked_ && (file_.position() >= recordsEnd_ || atTrailer())) lookAtEnd();
+        if (endChecked_) return endVerified_ ? endOfRecords() : failHeader(endCode_, endProblem_);
+        if (file_.bytesLeft() <= 0) return endOfRecords();
+        uint8_t header[kLargestHeader];
         if (!file_.takeBytes(header, 1)) return failHeader(file_.LastErrorCode(), file_.LastError());
         const size_t keywordBytes = header[0];
         if (keywordBytes > kMaxKeywordBytes)
-            return failHeader(kRecordBadFormat, "no record starts here (keyword length " +
-                                                    std::to_string(keywordBytes) + "): the file is damaged");
-        const size_t headerBytes = kHeaderFixedBytes + keywordBytes;
-        if (file_.bytesLeft() < static_cast<int64_t>(headerBytes - 1))
-            return failHeader(kRecordPastEnd, "the file ends inside a record header: it is truncated");
+            return failHeader(kRecordBadFormat, "no record starts here (keyword length " + std::to_string(keywordBytes) +
+                                                    "): the file is damaged");
+        const size_t headerBytes = layout_.fixedBytes + keywordBytes;
+        const auto available = static_cast<size_t>(std::min<int64_t>(file_.bytesLeft(), headerBytes - 1));
+        if (available < headerBytes - 1) {
+            file_.takeBytes(header + 1, available);
+            const std::string keyword(reinterpret_cast<const char*>(header + 1), std::min(available, keywordBytes));
+            return failHeader(kRecordPastEnd, "the file ends at byte " + count(file_.fileSize()) +
+                                                  ", inside the header of record '" + keyword + "': it is truncated");
+        }
         if (!file_.takeBytes(header + 1, headerBytes - 1)) return failHeader(file_.LastErrorCode(), file_.LastError());
         const uint8_t* fields = header + 1 + keywordBytes;
-        if (crc32c(0, header, headerBytes - 4) != getLittle32(fields + kCrcField))
+        const uint32_t headerCrc = getLittle32(fields + layout_.crcAt);
+        if (crc32c(0, header, headerBytes - kCheckBytes) != headerCrc)
             return failHeader(kRecordBadFormat, "header checksum mismatch: the file is damaged");
 
         next.keyword.assign(reinterpret_cast<const char*>(header + 1), keywordBytes);
         next.typeName.assign(reinterpret_cast<const char*>(fields), 4);
         next.type = itemTypeFromName(next.typeName);
-        const uint64_t count = getLittle32(fields + 4);
+        const uint64_t items = getLittle32(fields + 4);
         const uint64_t bodyBytes = getLittle64(fields + 8);
         const uint64_t padding = uint64_t{fields[16]} | (uint64_t{fields[17]} << 8);
         const std::string named = "record '" + next.keyword + "' ";
+        if (version_ >= 2) {
+            const uint64_t number = getLittle32(fields + kNumberAt);
+            const auto expected = static_cast<uint64_t>(recordsDone_) + 1;
+            if (number != expected)
+                return failHeader(kRecordBadFormat, named + "is record number " + count(number) + " of the file where number " +
+                                                        count(expected) + " should follow: records are missing, repeated or " +
+                                                        "out of order; the file is damaged");
+        }
         const size_t width = itemWidth(next.type);
-        if (count > INT32_MAX || padding >= kPageBytes || (width > 0 && bodyBytes != count * width) ||
-            (next.type == ItemType::Char && (bodyBytes < 4 * count || (count == 0 && bodyBytes != 0))))
-            return failHeader(kRecordBadFormat, named + "has " + std::to_string(count) + " " + next.typeName +
-                                                    " items in " + std::to_string(bodyBytes) +
-                                                    " bytes, which cannot be: the file is damaged");
-        const uint64_t trailerBytes = bodyBytes > 0 ? kTrailerBytes : 0;
+        if (items > INT32_MAX || padding >= kPageBytes || (width > 0 && bodyBytes != items * width) ||
+            (next.type == ItemType::Char && (bodyBytes < 4 * items || (items == 0 && bodyBytes != 0))))
+            return failHeader(kRecordBadFormat, named + "has " + count(items) + " " + next.typeName + " items in " +
+                                                    count(bodyBytes) + " bytes, which cannot be: the file is damaged");
+        const uint64_t checkBytes = checkCount(bodyBytes) * kCheckBytes;
         const auto left = static_cast<uint64_t>(file_.bytesLeft());
-        if (bodyBytes > left || trailerBytes + padding > left - bodyBytes)
-            return failHeader(kRecordPastEnd, named + "claims " + std::to_string(count) + " items (" +
-                                                  std::to_string(bodyBytes) + " bytes) but only " +
-                                                  std::to_string(left) + " bytes are left: the file is truncated");
-        next.count = next.itemsLeft = static_cast<int64_t>(count);
+        if (bodyBytes > left || checkBytes + padding > left - bodyBytes)
+            return failHeader(kRecordPastEnd, named + "(" + count(items) + " items, " + count(bodyBytes) +
+                                                  " bytes) does not fit in the " + count(left) +
+                                                  " bytes left: the file ends at byte " + count(file_.fileSize()) +
+                                                  ", inside this record; it is truncated");
+        next.count = next.itemsLeft = static_cast<int64_t>(items);
+        uint8_t crcBytes[kCheckBytes];
+        putLittle32(crcBytes, headerCrc);
+        fileCheck_ = crc32c(fileCheck_, crcBytes, sizeof crcBytes);
+        headerCrc_ = headerCrc;
         bodyLeft_ = bodyBytes_ = bodyBytes;
-        crc_ = 0;
+        bodyEnd_ = file_.position() + static_cast<int64_t>(padding + bodyBytes);
+        recordEnd_ = bodyEnd_ + static_cast<int64_t>(checkBytes);
+        checksOwed_ = bodyBytes > 0;
         damaged_ = false;
-        recordEnd_ = file_.position() + static_cast<int64_t>(padding + bodyBytes + trailerBytes);
+        startBody();
         return skipPadding(padding, next.keyword);
     }
 
@@ -247,8 +347,8 @@ protected:
         if (!streamIn(lengthBytes, sizeof lengthBytes)) return false;
         const uint32_t length = getLittle32(lengthBytes);
         if (length > bodyLeft_)
-            return markDamaged("a string item claims " + std::to_string(length) + " bytes but only " +
-                               std::to_string(bodyLeft_) + " are left in the body");
+            return markDamaged("a string item claims " + count(length) + " bytes but only " + count(bodyLeft_) +
+                               " are left in the body");
         if (text == nullptr) return streamIn(nullptr, length);
         text->resize(length);
         return streamIn(reinterpret_cast<uint8_t*>(text->data()), length);
@@ -256,26 +356,167 @@ protected:
 
     bool endRecordRead() override {
         if (bodyLeft_ != 0)
-            return markDamaged("its items end " + std::to_string(bodyLeft_) + " bytes before its body does");
-        if (bodyBytes_ == 0) return true;
-        uint8_t trailer[kTrailerBytes];
-        if (!file_.takeBytes(trailer, sizeof trailer)) return bodyUnreadable();
-        if (getLittle32(trailer) != crc_)
-            return failRecord(kRecordBadFormat,
-                              "checksum mismatch: the record is damaged and none of its values may be used");
-        return true;
+            return markDamaged("its items end " + count(bodyLeft_) + " bytes before its body does");
+        return takeChecks(true);
     }
 
     bool passOverRest() override {
-        const int64_t rest = recordEnd_ - file_.position();
-        if (rest <= 0 || file_.skipBytes(rest)) return true;
-        return failHeader(file_.LastErrorCode(), "cannot pass over the rest of the record: " + file_.LastError());
+        if (version_ == 1) {
+            const int64_t rest = recordEnd_ - file_.position();
+            if (rest <= 0 || file_.skipBytes(rest)) return true;
+            return failHeader(file_.LastErrorCode(), "cannot pass over the rest of the record: " + file_.LastError());
+        }
+        if (!checksOwed_) return true;
+        // The values are passed over unread (and so unchecked); the stored checks still count
+        // towards the file checksum.
+        const int64_t rest = bodyEnd_ - file_.position();
+        if (rest > 0 && !file_.skipBytes(rest))
+            return failHeader(file_.LastErrorCode(), "cannot pass over the rest of the record: " + file_.LastError());
+        if (!takeChecks(false)) return false;
+        recordComplete();
+        return true;
+    }
+
+    void describeBody(RecordLayout& layout) const override {
+        layout.bodyOffset = bodyEnd_ - static_cast<int64_t>(bodyBytes_);
+        layout.bodyBytes = static_cast<int64_t>(bodyBytes_);
+        if (version_ >= 2 && bodyBytes_ > 0) {
+            layout.checksOffset = bodyEnd_;
+            layout.checkSeed = headerCrc_;
+        }
+    }
+
+    // The end is examined as soon as the trailer (or the end of the file) is in sight.
+    void recordComplete() override {
+        if (version_ >= 2 && !endChecked_ && (recordEnd_ >= recordsEnd_ || atTrailer())) lookAtEnd();
     }
 
 private:
+    uint64_t checkCount(uint64_t bodyBytes) const {
+        if (bodyBytes == 0) return 0;
+        return version_ == 1 ? 1 : (bodyBytes + kBlockBytes - 1) / kBlockBytes;
+    }
+
+    bool endOfRecords() {
+        cleanEnd_ = true;
+        return failHeader(kRecordPastEnd, "end of file, no further record");
+    }
+
+    // ---- body checksums ----
+
+    // Block k of a body is checked by the CRC-32C of the record's header CRC and k (both as 4
+    // little-endian bytes) followed by the block's bytes, so a block cannot pass for one of
+    // another record or another place. Version 1 has one plain CRC over the whole body.
+    void startBody() {
+        blockCrcs_.clear();
+        blockFill_ = 0;
+        blockCrc_ = blockSeed(0);
+    }
+    uint32_t blockSeed(uint64_t block) const { return version_ == 1 ? 0 : blockCheckSeed(headerCrc_, block); }
+    void checkBody(const uint8_t* bytes, size_t n) {
+        const uint64_t limit = version_ == 1 ? UINT64_MAX : kBlockBytes;
+        while (n > 0) {
+            const auto piece = static_cast<size_t>(std::min<uint64_t>(n, limit - blockFill_));
+            blockCrc_ = crc32c(blockCrc_, bytes, piece);
+            blockFill_ += piece;
+            bytes += piece;
+            n -= piece;
+            if (blockFill_ == limit) finishBlock();
+        }
+    }
+    void finishBlock() {
+        if (blockFill_ == 0) return;
+        blockCrcs_.push_back(blockCrc_);
+        blockFill_ = 0;
+        blockCrc_ = blockSeed(blockCrcs_.size());
+    }
+
+    // The stored checks after a body: compared with the computed ones when the body was read,
+    // and in either case added to the file checksum.
+    bool takeChecks(bool compare) {
+        checksOwed_ = false;
+        if (bodyBytes_ == 0) return true;
+        finishBlock();
+        std::vector<uint8_t> stored(static_cast<size_t>(checkCount(bodyBytes_)) * kCheckBytes);
+        if (!file_.takeBytes(stored.data(), stored.size())) return bodyUnreadable();
+        fileCheck_ = crc32c(fileCheck_, stored.data(), stored.size());
+        if (!compare) return true;
+        const size_t blocks = stored.size() / kCheckBytes;
+        for (size_t k = 0; k < blocks; ++k) {
+            if (k < blockCrcs_.size() && getLittle32(stored.data() + kCheckBytes * k) == blockCrcs_[k]) continue;
+            const std::string where = blocks == 1 ? "" : " in block " + count(k + 1) + " of " + count(blocks) +
+                                                             " (body bytes from " + count(k * kBlockBytes) + ")";
+            return failRecord(kRecordBadFormat,
+                              "checksum mismatch" + where + ": the record is damaged and none of its values may be used");
+        }
+        return true;
+    }
+
+    // ---- the end of a version 2 file ----
+
+    bool atTrailer() { return file_.bytesLeft() == 0 || file_.peekByte() == kTrailerMagic[0]; }
+
+    // Called between records, with the trailer or the end of the file in sight, or with less
+    // than a trailer's size left. When a record starts here rather than the trailer, the file was
+    // cut: its records simply run on to its end, where reading them reports the cut. Otherwise
+    // the rest must be the trailer, and agree with the records.
+    void lookAtEnd() {
+        const int64_t at = file_.position();
+        const int64_t size = file_.fileSize();
+        if (at < size && file_.peekByte() != kTrailerMagic[0]) {
+            trailerAbsent_ = true;
+            recordsEnd_ = size;
+            return;
+        }
+        endChecked_ = true;
+        endCode_ = kRecordPastEnd;
+        const std::string end = "the file ends at byte " + count(size);
+        uint8_t trailer[kTrailerBytes];
+        if (at == size) {
+            endProblem_ = end + ", right after record '" + record_.keyword + "' (which starts at byte " +
+                          count(record_.offset) + "), without the trailer that closes every file: it is truncated";
+        } else if (size - at < static_cast<int64_t>(kTrailerBytes)) {
+            endProblem_ = end + ", inside its trailer (which starts at byte " + count(at) + "): it is truncated";
+        } else if (size - at > static_cast<int64_t>(kTrailerBytes)) {
+            endCode_ = kRecordBadFormat;
+            endProblem_ = "a file trailer stands at byte " + count(at) + ", " + count(size - at) +
+                          " bytes before the end of the file: the file is damaged";
+        } else if (!file_.takeBytes(trailer, sizeof trailer)) {
+            endCode_ = file_.LastErrorCode();
+            endProblem_ = file_.LastError();
+        } else {
+            endVerified_ = trailerAgrees(trailer);
+        }
+    }
+
+    bool trailerAgrees(const uint8_t* trailer) {
+        endCode_ = kRecordBadFormat;
+        const uint64_t records = getLittle64(trailer + kTrailerCountAt);
+        const uint64_t length = getLittle64(trailer + kTrailerLengthAt);
+        if (std::memcmp(trailer, kTrailerMagic, sizeof kTrailerMagic) != 0 ||
+            crc32c(0, trailer, kTrailerCrcAt) != getLittle32(trailer + kTrailerCrcAt)) {
+            endProblem_ = "the file's trailer is damaged";
+        } else if (length != static_cast<uint64_t>(file_.fileSize())) {
+            endProblem_ = "the trailer gives the file's length as " + count(length) + " bytes, but it has " +
+                          count(file_.fileSize()) + ": the file is damaged";
+        } else if (records != static_cast<uint64_t>(recordsDone_)) {
+            endProblem_ = "the trailer counts " + count(records) + " records, but " + count(recordsDone_) +
+                          " precede it: records are missing or were added; the file is damaged";
+        } else if (getLittle32(trailer + kTrailerCheckAt) != fileCheck_) {
+            endProblem_ = "the file checksum in the trailer does not match the records: the file is damaged";
+        } else {
+            return true;
+        }
+        return false;
+    }
+
+    // ---- writing ----
+
     bool putHeader(uint64_t bodyBytes, size_t padding) {
         headerPending_ = false;
-        uint8_t header[kHeaderFixedBytes + kMaxKeywordBytes];
+        if (recordsDone_ > UINT32_MAX)
+            return failRecord(kRecordInvalidCall, "a file holds at most 4,294,967,295 records");
+        uint8_t header[kLargestHeader];
         const size_t keywordBytes = record_.keyword.size();
         header[0] = static_cast<uint8_t>(keywordBytes);
         std::memcpy(header + 1, record_.keyword.data(), keywordBytes);
@@ -285,8 +526,12 @@ private:
         putLittle64(fields + 8, bodyBytes);
         fields[16] = static_cast<uint8_t>(padding);
         fields[17] = static_cast<uint8_t>(padding >> 8);
-        const size_t headerBytes = kHeaderFixedBytes + keywordBytes;
-        putLittle32(fields + kCrcField, crc32c(0, header, headerBytes - 4));
+        putLittle32(fields + kNumberAt, static_cast<uint32_t>(recordsDone_));
+        const size_t headerBytes = kHeaderV2.fixedBytes + keywordBytes;
+        headerCrc_ = crc32c(0, header, headerBytes - kCheckBytes);
+        putLittle32(fields + kHeaderV2.crcAt, headerCrc_);
+        fileCheck_ = crc32c(fileCheck_, fields + kHeaderV2.crcAt, kCheckBytes);
+        startBody();
         static constexpr uint8_t zeros[kPageBytes] = {};
         return file_.putBytes(header, headerBytes) && file_.putBytes(zeros, padding);
     }
@@ -309,7 +554,7 @@ private:
             const size_t piece = std::min(kDirectChunk, n - done);
             // The system's copy brings the piece into the cache; the checksum then reads it there.
             if (!file_.putBytes(bytes + done, piece)) return false;
-            crc_ = crc32c(crc_, bytes + done, piece);
+            checkBody(bytes + done, piece);
             done += piece;
         }
         return true;
@@ -323,7 +568,7 @@ private:
             const size_t piece = std::min(destination != nullptr ? kDirectChunk : kScratchChunk, n - done);
             uint8_t* target = destination != nullptr ? destination + done : scratch();
             if (!file_.takeBytes(target, piece)) return bodyUnreadable();
-            crc_ = crc32c(crc_, target, piece);
+            checkBody(target, piece);
             done += piece;
         }
         bodyLeft_ -= n;
@@ -346,17 +591,34 @@ private:
         return scratch_.data();
     }
 
-    uint32_t crc_ = 0;
-    std::string pendingText_;   // CHAR body waiting for its last string
-    bool headerPending_ = false;  // the current record's header is not written yet
-    uint64_t bodyLeft_ = 0;     // body bytes of the current record not yet read
-    uint64_t bodyBytes_ = 0;
+    uint32_t version_ = kFormatVersion;
+    HeaderLayout layout_ = kHeaderV2;
+    uint32_t fileCheck_ = 0;    // CRC-32C of the preamble and of every stored check, in file order
+    int64_t recordsEnd_ = 0;    // where the records stop (and the trailer begins)
+    bool trailerAbsent_ = false;  // a record stands where the trailer should: records run on to the end
     int64_t recordEnd_ = 0;     // where the next record starts
-    bool damaged_ = false;      // the current record's body cannot be trusted any more
+    // The current record's body.
+    uint32_t headerCrc_ = 0;
+    uint64_t bodyBytes_ = 0;
+    uint64_t bodyLeft_ = 0;     // body bytes not yet read
+    int64_t bodyEnd_ = 0;       // where its checks start
+    bool checksOwed_ = false;   // its checks have not been read yet
+    uint32_t blockCrc_ = 0;
+    uint64_t blockFill_ = 0;
+    std::vector<uint32_t> blockCrcs_;
+    bool damaged_ = false;      // the body cannot be trusted any more
+    // Writing.
+    std::string pendingText_;     // CHAR body waiting for its last string
+    bool headerPending_ = false;  // the current record's header is not written yet
     std::vector<uint8_t> scratch_;
 };
 
 }  // namespace
+
+uint32_t bodyBlockCheck(const RecordLayout& layout, uint64_t block, const uint8_t* bytes, size_t n) {
+    static_assert(kBodyBlockBytes == static_cast<int64_t>(kBlockBytes));
+    return crc32c(blockCheckSeed(layout.checkSeed, block), bytes, n);
+}
 
 std::unique_ptr<RecordCodec> makeBinaryCodec(RecordFile& file) { return std::make_unique<BinaryCodec>(file); }
 

@@ -58,6 +58,7 @@ bool RecordCodec::beginRecord(const std::string& keyword, int32_t count, const s
         return file_.fail(kRecordInvalidCall, name + "unknown item type '" + typeName +
                                                   "' (INTE, REAL, DOUB, CHAR, LOGI or BYTE)");
     record_ = Record{keyword, typeName, type, count, count, file_.position()};
+    ++recordsDone_;
     if (!encodeHeader()) return false;
     return count == 0 ? endRecordWrite() : true;
 }
@@ -90,7 +91,7 @@ bool RecordCodec::writeText(std::string_view text) {
 }
 
 bool RecordCodec::finishWriting() {
-    if (record_.itemsLeft == 0) return true;
+    if (record_.itemsLeft == 0) return writeTrailer();
     return failRecord(kRecordInvalidCall, "announced " + count(record_.count) + " items but only " +
                                               count(record_.count - record_.itemsLeft) + " were written");
 }
@@ -112,6 +113,8 @@ bool RecordCodec::readHeader(std::string& keyword, int32_t& count, std::string& 
         return false;
     }
     record_ = std::move(next);
+    ++recordsDone_;
+    if (record_.itemsLeft == 0) recordComplete();
     keyword = record_.keyword;
     count = static_cast<int32_t>(record_.count);
     typeName = record_.typeName;
@@ -131,7 +134,10 @@ bool RecordCodec::checkReadable(ItemType type, size_t n) {
 
 bool RecordCodec::afterItemsRead(size_t n) {
     record_.itemsLeft -= static_cast<int64_t>(n);
-    return record_.itemsLeft == 0 ? endRecordRead() : true;
+    if (record_.itemsLeft > 0) return true;
+    if (!endRecordRead()) return false;
+    recordComplete();
+    return true;
 }
 
 bool RecordCodec::readValues(ItemType type, void* values, size_t n) {
@@ -142,6 +148,60 @@ bool RecordCodec::readValues(ItemType type, void* values, size_t n) {
 
 bool RecordCodec::readText(std::string* text) {
     return checkReadable(ItemType::Char, 1) && decodeText(text) && afterItemsRead(1);
+}
+
+RecordLayout RecordCodec::currentLayout() const {
+    RecordLayout layout;
+    layout.headerOffset = record_.offset;
+    layout.recordNumber = recordsDone_;
+    layout.itemWidth = itemWidth(record_.type);
+    describeBody(layout);
+    return layout;
+}
+
+bool RecordCodec::startAt(int64_t offset, int64_t recordNumber) {
+    if (offset < file_.position() || offset > file_.fileSize() || recordNumber < 1)
+        return file_.fail(kRecordInvalidCall, "no record of '" + file_.Path() + "' can start at byte " +
+                                                  count(offset) + " from byte " + count(file_.position()));
+    record_ = Record{};
+    record_.offset = offset;
+    recordsDone_ = recordNumber - 1;
+    return file_.skipBytes(offset - file_.position());
+}
+
+// ---- the end of the file ----
+
+bool RecordCodec::checkEnd() {
+    if (!endChecked_ || endVerified_) return true;
+    exhausted_ = true;
+    return failRecord(endCode_, endProblem_);
+}
+
+// ---- memory budget ----
+
+bool RecordCodec::charge(int64_t bytes, const std::string& what) {
+    if (bytes >= 0 && bytes <= memoryBudget_ - memoryCharged_) {
+        memoryCharged_ += bytes;
+        return true;
+    }
+    const std::string problem =
+        what + " would need " + (bytes >= 0 ? count(bytes) : std::string("more than 2^63")) +
+        " bytes of memory, beyond what a file of this size may ask for (the budget of a load is " +
+        count(kLoadMemoryFactor) + " x the file's size + " + count(kLoadMemoryAllowance >> 20) + " MiB = " +
+        count(memoryBudget_) + " bytes, of which " + count(memoryCharged_) + " are taken)";
+    const std::string overBudget = "Record '" + record_.keyword + "' at byte " + count(record_.offset) + " of '" +
+                                   file_.Path() + "': " + problem;
+    if (!exhausted_ && endsEarly()) return false;
+    exhausted_ = true;
+    return file_.fail(kRecordOutOfMemory, overBudget);
+}
+
+bool RecordCodec::endsEarly() {
+    std::string keyword, typeName;
+    int32_t n = 0;
+    while (readHeader(keyword, n, typeName)) {
+    }
+    return !cleanEnd_ && file_.LastErrorCode() == kRecordPastEnd;
 }
 
 // ---- messages ----

@@ -46,7 +46,12 @@ bool RecordFile::OpenForReading(const std::string& path) {
 
 bool RecordFile::Commit() {
     bool ok = false;
-    runTrapped("RecordFile", "Commit", [&] { ok = commitWriting(); });
+    runTrapped("RecordFile", "Commit", [&] {
+        if (!readyToCommit()) return;
+        ok = putInPlace();
+        // A failure of the commit's own steps reaches the host through the error report too.
+        if (!ok) raiseError(-lastCode_, lastError_);
+    });
     if (!ok) Abandon();
     return ok;
 }
@@ -72,9 +77,9 @@ bool RecordFile::openWriting(const std::string& path, RecordForm form) {
     path_ = path;
     form_ = form;
     // The temporary file lives beside the target so that the final rename stays on one file system.
-    if (!os::createTemporary(path, file_, tempPath_))
+    // It is private until the commit, so nobody reads a save in progress.
+    if (!os::createTemporary([&] { return os::temporaryName(path); }, file_, tempPath_))
         return fail(kRecordAccessError, "cannot create '" + tempPath_ + "': " + systemText(errno));
-    os::setFinalMode(file_, path);
     mode_ = Mode::Writing;
     codec_ = form == RecordForm::Binary ? makeBinaryCodec(*this) : makeFormattedCodec(*this);
     return codec_->writePreamble();
@@ -92,7 +97,13 @@ bool RecordFile::openReading(const std::string& path) {
     if (!os::openForReading(path, file_, status))
         return fail(errno == ENOENT ? kRecordFileNotFound : kRecordAccessError,
                     "cannot open '" + path + "': " + systemText(errno));
-    if (status.kind != os::FileKind::Regular) return fail(kRecordAccessError, "'" + path + "' is not a regular file");
+    if (status.kind != os::FileKind::Regular) {
+        const char* what = status.kind == os::FileKind::Directory   ? "a folder"
+                           : status.kind == os::FileKind::NamedPipe ? "a named pipe or socket"
+                           : status.kind == os::FileKind::Device    ? "a device"
+                                                                    : "a special file";
+        return fail(kRecordAccessError, "'" + path + "' is " + what + ", not a regular file: only a saved file can be read");
+    }
     mode_ = Mode::Reading;
     fileSize_ = status.size;
     // The first byte tells the two forms apart; the form's own check does the rest.
@@ -110,22 +121,34 @@ bool RecordFile::openReading(const std::string& path) {
     return codec_->readPreamble();
 }
 
-bool RecordFile::commitWriting() {
+bool RecordFile::readyToCommit() {
     if (mode_ != Mode::Writing) {
         lastCode_ = kRecordInvalidCall;
         lastError_ = "Commit: no export is open";
         return false;
     }
-    if (writeFailed_ || !codec_->finishWriting() || !flushBuffer()) return false;
+    // A failed write was reported by the export that made it; an incomplete record is a misuse.
+    return !writeFailed_ && codec_->finishWriting();
+}
+
+bool RecordFile::putInPlace() {
+    if (!flushBuffer()) return false;
+    // The file was private while it was written; now it takes the rights it keeps.
+    if (!os::setFinalMode(file_, path_))
+        return fail(kRecordAccessError, "cannot give '" + tempPath_ + "' the access rights of '" + path_ +
+                                            "': " + systemText(errno));
     if (!os::syncFile(file_)) return failSystem("syncing");
     const os::FileHandle file = file_;
     file_ = os::kNoFile;
     if (!os::closeFile(file)) return failSystem("closing");
     if (!os::replaceFile(tempPath_, path_))
         return fail(kRecordAccessError, "cannot put '" + tempPath_ + "' in place of '" + path_ + "': " + systemText(errno));
-    os::syncFolderOf(path_);
+    // The new file is in place: from here on there is nothing to abandon.
     mode_ = Mode::Closed;
     codec_.reset();
+    if (!syncFolder(path_))
+        return fail(kRecordDeviceError, "'" + path_ + "' was saved and is in place, but it may not be durable: " +
+                                            "syncing its folder failed: " + systemText(errno));
     return true;
 }
 
@@ -147,6 +170,8 @@ void RecordFile::GetReadState(int32_t& nBytesRead, int32_t& nBytesTotal, bool& q
 ssize_t RecordFile::writeBytes(const void* data, size_t n) { return os::writeSome(file_, data, n); }
 
 ssize_t RecordFile::readBytes(void* data, size_t n) { return os::readSome(file_, data, n); }
+
+bool RecordFile::syncFolder(const std::string& path) { return os::syncFolderOf(path); }
 
 // ---- internal byte I/O ----
 

@@ -52,14 +52,20 @@ public:
 
     // ---- host side ----
 
-    // Starts an export to path. Nothing touches path itself until Commit().
+    // Starts an export to path. Nothing touches path itself until Commit(). The records go to a
+    // new temporary file beside path that only its owner can read, under an unpredictable name.
     bool OpenForWriting(const std::string& path, RecordForm form = RecordForm::Binary);
     // Opens path for import; the form is recognised from the file's first bytes. A file that is
-    // not a record file of a version this library reads is refused at once.
+    // not a record file of a version this library reads is refused at once, and so is anything
+    // but a regular file (a named pipe, a device, a folder), without waiting on it.
     bool OpenForReading(const std::string& path);
-    // Finishes an export: flushes, syncs and renames the temporary file over the target. Refused
-    // (and the export abandoned) when any write failed or the last record is incomplete. The file
-    // is closed afterwards either way.
+    // Finishes an export: flushes, gives the file its final access rights (those of the file it
+    // replaces, else a new file's usual ones), syncs it and renames it over the target, then syncs
+    // the folder so that the rename survives a crash. Refused (and the export abandoned) when any
+    // write failed or the last record is incomplete. A failure of these steps also goes to the
+    // error report. When only the folder sync fails, the new file is already in place (the
+    // previous one is gone) but Commit() returns false: LastError() says the save "may not be
+    // durable" (kRecordDeviceError). The file is closed afterwards either way.
     bool Commit();
     // Drops an export (the temporary file is removed) or closes an import.
     void Abandon();
@@ -95,6 +101,8 @@ protected:
     // set. The system calls themselves live in recordfile/file_platform.hpp.
     virtual ssize_t writeBytes(const void* data, size_t n);
     virtual ssize_t readBytes(void* data, size_t n);
+    // The commit's last step, which makes the rename durable; false with errno set.
+    virtual bool syncFolder(const std::string& path);
 
 public:
     // ==== internal: used by RecordIO and the record encodings, not by hosts ====
@@ -136,7 +144,8 @@ private:
 
     bool openWriting(const std::string& path, RecordForm form);
     bool openReading(const std::string& path);
-    bool commitWriting();
+    bool readyToCommit();
+    bool putInPlace();
     bool flushBuffer();
     bool writeAll(const uint8_t* data, size_t n);
     bool readAll(uint8_t* data, size_t n);

@@ -88,6 +88,9 @@ int32_t readArraySized(const char* procedure, int32_t nItems, RecordFile& file, 
         if (!readable(file, procedure) || !validCount(file, procedure, nItems)) return false;
         RecordCodec& codec = *file.codec();
         if (nItems > 0 && !codec.checkReadable(itemTypeOf<T>(), static_cast<size_t>(nItems))) return false;
+        if (!codec.charge(int64_t{nItems} * static_cast<int64_t>(sizeof(T)),
+                          "an array of " + std::to_string(nItems) + " values"))
+            return false;
         data.redimForOverwrite(1, nItems);
         if (nItems == 0 || codec.readValues(itemTypeOf<T>(), data.data(), nItems)) return true;
         data.redim(1, 0);
@@ -211,7 +214,7 @@ int32_t RecordIO::ReadItem(RecordFile& cFILETYPE, Variant& vItem, bool& qOK) {
             }
             case ItemType::Char: {
                 std::string text;
-                if (!codec.readText(&text)) return false;
+                if (!codec.readText(&text) || !codec.charge(static_cast<int64_t>(text.size()), "a string")) return false;
                 vItem = Variant(std::move(text));
                 return true;
             }

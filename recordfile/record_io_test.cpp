@@ -347,40 +347,54 @@ TEST(RecordFormattedForm, IsReadableTextWithQuotedStringsAndExactFloats) {
     io.WriteItem(out, std::bit_cast<float>(0x7FC00001u), ok);
     io.WriteRecordHeader(out, "L", 9, "INTE", ok);
     for (int32_t i = 1; i <= 9; ++i) io.WriteItem(out, -i, ok);
-    io.WriteRecordHeader(out, "Q", 2, "LOGI", ok);
-    io.WriteItem(out, true, ok);
-    io.WriteItem(out, false, ok);
+    io.WriteRecordHeader(out, "E", 0, "CHAR", ok);
     ASSERT_TRUE(out.Commit()) << out.LastError();
     const auto bytes = testing::readFileBytes(path);
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()),
-              "TKSTREAM63 FORMATTED RECORDS 1\n"
-              "'WELL NAME' 2 CHAR\n'it''s'\n''\n"
-              "'R' 3 REAL\n0.1 -0 NaN(0x7FC00001)\n"
-              "'L' 9 INTE\n-1 -2 -3 -4 -5 -6 -7 -8\n-9\n"
-              "'Q' 2 LOGI\nT F\n");
+              testing::withTrailer("TKSTREAM63 FORMATTED RECORDS 2\n"
+                                   "1 'WELL NAME' 2 CHAR\n'it''s'\n''\n/\n"
+                                   "2 'R' 3 REAL\n0.1 -0 NaN(0x7FC00001)\n/\n"
+                                   "3 'L' 9 INTE\n-1 -2 -3 -4 -5 -6 -7 -8\n-9\n/\n"
+                                   "4 'E' 0 CHAR\n",
+                                   4));
 }
 
-TEST(RecordFormattedForm, BadItemsAndHeadersStopReadingWithAClearMessage) {
+TEST(RecordFormattedForm, BadCutOrEditedTextStopsReadingWithAClearMessage) {
     ScratchDirectory dir;
     const std::string path = dir.file("edited.rec");
+    const std::string preamble = "TKSTREAM63 FORMATTED RECORDS 2\n";
+    const std::string edited = [&] {
+        std::string text = testing::withTrailer(preamble + "1 'N' 1 INTE\n16\n/\n", 1);
+        return text.replace(text.find("16"), 2, "17");
+    }();
     struct Case {
         std::string text;
         int32_t code;
         std::string message;
     };
     const Case cases[] = {
-        {"'R' 2 REAL\n1.5 x\n", kRecordBadFormat, "Record 'R' at byte 31 of '" + path + "': item 2 ('x') is not a valid REAL value"},
-        {"'I' 1 INTE\n2147483648\n", kRecordBadFormat, "item 1 ('2147483648') is not a valid INTE value"},
-        {"'C' 1 CHAR\nbare\n", kRecordBadFormat, "item 1 ('bare') is not a quoted string"},
-        {"'C' 2 CHAR\n'one'\n", kRecordPastEnd, "the file ends before item 2 of 2"},
-        {"NOQUOTE 1 INTE\n1\n", kRecordBadFormat, "expected a quoted keyword, found 'NOQUOTE'"},
-        {"'K' -1 INTE\n", kRecordBadFormat, "record 'K' has no valid item count"},
-        {"'K' 2000000000 REAL\n1 2 3\n", kRecordPastEnd, "claims 2000000000 items"},
-        {"'OPEN 1 INTE\n", kRecordPastEnd, "a quoted keyword is not closed"},
+        {"1 'R' 2 REAL\n1.5 x\n/\n", kRecordBadFormat, "Record 'R' at byte 31 of '" + path + "': item 2 ('x') is not a valid REAL value"},
+        {"1 'I' 1 INTE\n2147483648\n/\n", kRecordBadFormat, "item 1 ('2147483648') is not a valid INTE value"},
+        {"1 'C' 1 CHAR\nbare\n/\n", kRecordBadFormat, "item 1 ('bare') is not a quoted string"},
+        {"1 NOQUOTE 1 INTE\n1\n/\n", kRecordBadFormat, "expected a quoted keyword, found 'NOQUOTE'"},
+        {"1 'K' -1 INTE\n", kRecordBadFormat, "record 'K' has no valid item count"},
+        {"1 'N' 1 INTE\n16\n17\n/\n", kRecordBadFormat, "expected the end mark '/' after its 1 items, found '17'"},
+        {"2 'N' 0 CHAR\n", kRecordBadFormat, "record number 2 stands where number 1 should follow"},
+        // Cut: inside the last number, inside a type, inside a quote, with too little left.
+        {"1 'N' 1 INTE\n1", kRecordPastEnd, "before the end mark '/' of this record"},
+        {"1 'C' 2 CHAR\n'one'\n", kRecordPastEnd, "before item 2 of 2, inside this record: it is truncated"},
+        {"1 'N' 1 INTE\n16\n/\n2 'T' 0 CHA", kRecordPastEnd, "inside the header of record 'T' (which starts at byte 49)"},
+        {"1 'OPEN 1 INTE\n", kRecordPastEnd, "inside the header of a record"},
+        {"1 'K' 2000000000 REAL\n1 2 3\n", kRecordPastEnd, "claims 2000000000 items"},
+        {"1 'N' 0 CHAR\n", kRecordPastEnd, "right after record 'N' (which starts at byte 31), without the trailer line"},
+        // The trailer line disagrees with the text before it.
+        {testing::withTrailer(preamble + "1 'N' 0 CHAR\n", 2).substr(preamble.size()), kRecordBadFormat,
+         "the trailer line counts 2 records, but 1 precede it"},
+        {edited.substr(preamble.size()), kRecordBadFormat, "the CRC-32C in the trailer line does not match"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
-        const std::string text = "TKSTREAM63 FORMATTED RECORDS 1\n" + c.text;
+        const std::string text = preamble + c.text;
         testing::writeFileBytes(path, {text.begin(), text.end()});
         RecordFile in;
         ASSERT_TRUE(in.OpenForReading(path)) << in.LastError();

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "recordfile/record_codec.hpp"
+
 namespace tkstream63 {
 namespace {
 
@@ -68,6 +70,21 @@ void reportEndBeforeClosing(const ReadingLoopSettings& settings, const RecordFil
                        kErrPastEndOfFile, settings.source, settings.procedure);
 }
 
+ReadingDepth::ReadingDepth(RecordFile& file) : file_(file) {
+    if (RecordCodec* codec = file_.codec()) outermost_ = ++codec->readingDepth() == 1;
+}
+
+ReadingDepth::~ReadingDepth() {
+    if (RecordCodec* codec = file_.codec()) --codec->readingDepth();
+}
+
+void checkEndAfterClosing(RecordFile& file) {
+    RecordCodec* codec = file.codec();
+    if (codec != nullptr && file.IsReading() && !codec->checkEnd()) checkRecordCall(file.LastErrorCode(), file);
+}
+
+int64_t recordOffset(RecordFile& file) { return file.codec() != nullptr ? file.codec()->recordOffset() : 0; }
+
 }  // namespace detail
 
 // ---- readers ----
@@ -104,7 +121,9 @@ std::string readText(RecordIO& io, RecordFile& file) {
 }
 
 std::vector<std::string> readTexts(RecordIO& io, RecordFile& file, const RecordHeader& header) {
+    chargeLoad(file, bytesFor(header.count, sizeof(std::string)), "the list of " + std::to_string(header.count) + " strings");
     std::vector<std::string> texts;
+    texts.reserve(static_cast<size_t>(std::max(header.count, 0)));
     for (int32_t k = 0; k < header.count; ++k) texts.push_back(readText(io, file));
     return texts;
 }
@@ -144,14 +163,16 @@ void readSinglesInPlace(RecordIO& io, RecordFile& file, const RecordHeader& head
                 [&](bool& ok) { return io.ReadRealArray(header.count, kReadDelim, file, table, ok, 0); });
 }
 
-void requireFileHolds(const RecordFile& file, const RecordHeader& header, int64_t elements) {
-    const int64_t left = file.TotalBytes() - file.BytesRead();
-    if (elements <= left) return;
-    raiseError(kErrBadFileFormat, "Record '" + header.keyword + "' (ending at byte " +
-                                      std::to_string(file.BytesRead()) + " of '" + file.Path() +
-                                      "') asks for a table of " + std::to_string(elements) +
-                                      " values, more than the " + std::to_string(left) +
-                                      " bytes left in the file: the file is damaged");
+void chargeLoad(RecordFile& file, int64_t bytes, const std::string& what) {
+    RecordCodec* codec = file.codec();
+    if (codec != nullptr && file.IsReading() && !codec->charge(bytes, what))
+        checkRecordCall(file.LastErrorCode(), file);
+}
+
+int64_t bytesFor(int64_t elements, int64_t bytesPerElement) {
+    if (elements <= 0 || bytesPerElement <= 0) return 0;
+    if (elements > INT64_MAX / bytesPerElement) return INT64_MAX;
+    return elements * bytesPerElement;
 }
 
 // ---- writer ----

@@ -34,12 +34,14 @@ struct RecordHeader {
     std::string keyword;
     int32_t count = 0;
     std::string type;
+    int64_t offset = 0;  // where the record starts in the file
 };
 
 // What a dispatcher reports after one record.
 enum class RecordStep {
     Next,           // keep reading
     SectionClosed,  // the importer's closing record was read
+    Stopped,        // stop as if closed (a nested import failed and reported it); the end of the file is not checked
     Abandon,        // stop now; the failure has been reported already
 };
 
@@ -55,13 +57,33 @@ struct ReadingLoopSettings {
 namespace detail {
 void reportRecordFailure(const ReadingLoopSettings& settings, int32_t code, const RecordFile& file);
 void reportEndBeforeClosing(const ReadingLoopSettings& settings, const RecordFile& file);
+// Counts the reading loops nested on one file, so the outermost one can check the file's end.
+class ReadingDepth {
+public:
+    explicit ReadingDepth(RecordFile& file);
+    ~ReadingDepth();
+    ReadingDepth(const ReadingDepth&) = delete;
+    ReadingDepth& operator=(const ReadingDepth&) = delete;
+    bool outermost() const noexcept { return outermost_; }
+
+private:
+    RecordFile& file_;
+    bool outermost_ = false;
+};
+// After the outermost section closed: raises the record layer's error when the file is known to
+// be cut or damaged after it.
+void checkEndAfterClosing(RecordFile& file);
+int64_t recordOffset(RecordFile& file);
 }  // namespace detail
 
 // Reads records until the section closes or the file ends. Returns true when the dispatcher
 // reported the closing record. Errors raised by the dispatcher pass through to the caller's trap.
+// The outermost loop on a file also makes sure the file ends soundly when its section closes:
+// nothing cut or damaged was found after it.
 template <class Dispatch>
 bool runReadingLoop(RecordIO& io, RecordFile& file, const ReadingLoopSettings& settings, Dispatch&& dispatch) {
     constexpr int32_t kRecordsPerTick = 10;
+    const detail::ReadingDepth depth(file);
     RecordHeader header;
     int32_t recordsSinceTick = 0;
     bool headerFailureReported = false;
@@ -70,6 +92,7 @@ bool runReadingLoop(RecordIO& io, RecordFile& file, const ReadingLoopSettings& s
         bool headerOK = false;
         const int32_t code = io.ReadRecordHeader(file, header.keyword, header.count, header.type, headerOK);
         if (headerOK) {
+            header.offset = detail::recordOffset(file);
             step = dispatch(static_cast<const RecordHeader&>(header));
         } else if (settings.raiseOnHeaderFailure) {
             checkRecordCall(code, file);
@@ -86,7 +109,11 @@ bool runReadingLoop(RecordIO& io, RecordFile& file, const ReadingLoopSettings& s
         int32_t bytesTotal = 0;
         bool endOfFile = false;
         file.GetReadState(bytesRead, bytesTotal, endOfFile);
-        if (step == RecordStep::SectionClosed) return true;
+        if (step == RecordStep::Stopped) return true;
+        if (step == RecordStep::SectionClosed) {
+            if (depth.outermost()) detail::checkEndAfterClosing(file);
+            return true;
+        }
         if (endOfFile) break;
     }
     if (!headerFailureReported) detail::reportEndBeforeClosing(settings, file);
@@ -113,10 +140,16 @@ void readPast(RecordIO& io, RecordFile& file, const RecordHeader& header);
 // no value of a damaged record stays behind.
 void readLongsInPlace(RecordIO& io, RecordFile& file, const RecordHeader& header, Array<int32_t>& table);
 void readSinglesInPlace(RecordIO& io, RecordFile& file, const RecordHeader& header, Array<float>& table);
-// Raises a damage error naming the record unless a table of `elements` values could still be
-// delivered by the rest of the file (every value takes at least one byte). Keeps a damaged
-// count from causing a large allocation.
-void requireFileHolds(const RecordFile& file, const RecordHeader& header, int64_t elements);
+
+// ---- the memory budget of a load ----
+
+// Charges memory the import is about to allocate for the record in hand (`what` says for what)
+// to the load's budget: a fixed factor times the file's size plus an allowance, one budget for
+// the whole load (RecordCodec::charge). Over the budget, raises the record layer's error naming
+// the record and its byte offset, or the truncation that made the file look too small.
+void chargeLoad(RecordFile& file, int64_t bytes, const std::string& what);
+// elements x bytesPerElement, with negative counts as none and products past 2^63 saturated.
+int64_t bytesFor(int64_t elements, int64_t bytesPerElement);
 
 // ---- writer for exporters ----
 

@@ -3,12 +3,15 @@
 // that the writer itself would never produce.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "recordfile/crc32c.hpp"
+#include "recordfile/record_codec.hpp"
 #include "recordfile/record_io.hpp"
 
 namespace tkstream63::testing {
@@ -106,9 +109,44 @@ inline ReadOutcome readEveryRecord(RecordFile& file, int maxRecords = 1000) {
     return outcome;
 }
 
-// The bytes of one binary record as the documented layout has them, with correct checksums.
+// Where each record of a sound file starts, and where its trailer starts (binary: the last 52
+// bytes; formatted: the line "END ...").
+struct RecordSpans {
+    std::vector<std::string> keywords;
+    std::vector<int64_t> starts;
+    int64_t trailer = 0;
+    // The record (or the trailer: index keywords.size()) that byte offset `at` - 1 belongs to.
+    size_t holding(int64_t at) const {
+        size_t k = 0;
+        while (k < starts.size() && starts[k] < at) ++k;
+        return at > trailer ? starts.size() : k - 1;
+    }
+};
+
+inline RecordSpans recordSpans(const std::string& path, const std::vector<uint8_t>& bytes) {
+    RecordSpans spans;
+    RecordFile file;
+    if (!file.OpenForReading(path)) return spans;
+    RecordIO io;
+    std::string keyword, type;
+    int32_t n = 0;
+    bool ok = false;
+    while (io.ReadRecordHeader(file, keyword, n, type, ok) == kRecordOK) {
+        spans.keywords.push_back(keyword);
+        spans.starts.push_back(file.codec()->recordOffset());
+    }
+    const std::string text(bytes.begin(), bytes.end());
+    spans.trailer = file.Form() == RecordForm::Binary ? static_cast<int64_t>(bytes.size()) - 52
+                                                      : static_cast<int64_t>(text.rfind("\nEND records=") + 1);
+    return spans;
+}
+
+// The bytes of one binary record as the documented layout of the given version has them, with
+// correct checksums: version 2 numbers the record and checks its body in 64 KiB blocks, version
+// 1 has neither.
 inline std::vector<uint8_t> binaryRecord(const std::string& keyword, const std::string& type, uint32_t count,
-                                         uint64_t bodyBytes, const std::vector<uint8_t>& body) {
+                                         uint64_t bodyBytes, const std::vector<uint8_t>& body, uint32_t number = 1,
+                                         int version = 2) {
     std::vector<uint8_t> out;
     auto put = [&](uint64_t v, int n) {
         for (int i = 0; i < n; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
@@ -118,15 +156,33 @@ inline std::vector<uint8_t> binaryRecord(const std::string& keyword, const std::
     put(count, 4);
     put(bodyBytes, 8);
     put(0, 2);  // no padding before the body
-    put(crc32c(0, out.data(), out.size()), 4);
-    if (!body.empty()) {
-        out.insert(out.end(), body.begin(), body.end());
-        put(crc32c(0, body.data(), body.size()), 4);
+    if (version >= 2) put(number, 4);
+    const uint32_t headerCrc = crc32c(0, out.data(), out.size());
+    put(headerCrc, 4);
+    out.insert(out.end(), body.begin(), body.end());
+    constexpr size_t kBlock = 65536;
+    for (size_t first = 0; first < body.size(); first += version >= 2 ? kBlock : body.size()) {
+        const size_t n = version >= 2 ? std::min(kBlock, body.size() - first) : body.size();
+        uint32_t crc = 0;
+        if (version >= 2) {
+            const uint8_t prefix[8] = {static_cast<uint8_t>(headerCrc), static_cast<uint8_t>(headerCrc >> 8),
+                                       static_cast<uint8_t>(headerCrc >> 16), static_cast<uint8_t>(headerCrc >> 24),
+                                       static_cast<uint8_t>(first / kBlock), 0, 0, 0};
+            crc = crc32c(0, prefix, sizeof prefix);
+        }
+        put(crc32c(crc, body.data() + first, n), 4);
     }
     return out;
 }
 
-inline std::vector<uint8_t> binaryPreamble(uint32_t version = 1) {
+// Formatted records (version 2) closed with the trailer line a writer gives them.
+inline std::string withTrailer(const std::string& text, int records) {
+    char crc[16];
+    std::snprintf(crc, sizeof crc, "%08X", crc32c(0, text.data(), text.size()));
+    return text + "END records=" + std::to_string(records) + " bytes=" + std::to_string(text.size()) + " crc32c=" + crc + "\n";
+}
+
+inline std::vector<uint8_t> binaryPreamble(uint32_t version = 2) {
     std::vector<uint8_t> out = {0x89, 'T', 'K', 'R', 'E', 'C', '\r', '\n'};
     for (int i = 0; i < 4; ++i) out.push_back(static_cast<uint8_t>(version >> (8 * i)));
     return out;

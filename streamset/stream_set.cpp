@@ -126,12 +126,14 @@ std::string rvStreamSet::TVGroupName() const {
 }
 void rvStreamSet::TVGroupName(const std::string& value) {
     runTrapped(kSource, "rvStreamSet.TVGroupName", [&] { TVGroupName_ = value; });
+    identityWatchers_.notify();
 }
 std::string rvStreamSet::GroupName() const {
     return readText(GroupName_, "rvStreamSet.GroupName");
 }
 void rvStreamSet::GroupName(const std::string& value) {
     runTrapped(kSource, "rvStreamSet.GroupName", [&] { assignGroupName(value); });
+    identityWatchers_.notify();
 }
 std::string rvStreamSet::UCaseGroupName() const {
     return readText(UCaseGroupName_, "rvStreamSet.UCaseGroupName");
@@ -172,6 +174,7 @@ void rvStreamSet::SourceType(const std::string& value) {
 std::string rvStreamSet::Origin() const { return readText(Origin_, "rvStreamSet.Origin"); }
 void rvStreamSet::Origin(const std::string& value) {
     runTrapped(kSource, "rvStreamSet.Origin", [&] { assignOrigin(value); });
+    identityWatchers_.notify();
 }
 std::string rvStreamSet::UCaseOrigin() const {
     return readText(UCaseOrigin_, "rvStreamSet.UCaseOrigin");
@@ -181,6 +184,7 @@ std::string rvStreamSet::DateStamp() const {
 }
 void rvStreamSet::DateStamp(const std::string& value) {
     runTrapped(kSource, "rvStreamSet.DateStamp", [&] { DateStamp_ = value; });
+    identityWatchers_.notify();
 }
 std::string rvStreamSet::DataClass() const {
     return readText(DataClass_, "rvStreamSet.DataClass");
@@ -327,6 +331,7 @@ void rvStreamSet::SetDataSetAttribute(int32_t iType, std::string& zAtt) {
             },
             attributeField(iType));
     });
+    if (iType == 1 || iType == 4 || iType == 18 || iType == 19) identityWatchers_.notify();
 }
 
 int32_t rvStreamSet::IndexFromTVKEY(std::string& zHeader) {
@@ -337,6 +342,28 @@ int32_t rvStreamSet::IndexFromTVKEY(std::string& zHeader) {
         if (NumCols() >= 1 && zHeader == TreeViewKey_) result = 1;
     });
     return result;
+}
+
+// ---- identity watchers ----
+
+void rvStreamSet::watchIdentity(IdentityWatcher& watcher, int32_t token) {
+    identityWatchers_.add(watcher, token);
+}
+void rvStreamSet::unwatchIdentity(IdentityWatcher& watcher, int32_t token) noexcept {
+    identityWatchers_.remove(watcher, token);
+}
+
+void rvStreamSet::IdentityWatchers::add(IdentityWatcher& watcher, int32_t token) {
+    watchers_.emplace_back(&watcher, token);
+}
+void rvStreamSet::IdentityWatchers::remove(IdentityWatcher& watcher, int32_t token) noexcept {
+    const auto found = std::find(watchers_.begin(), watchers_.end(), std::pair{&watcher, token});
+    if (found == watchers_.end()) return;
+    *found = watchers_.back();
+    watchers_.pop_back();
+}
+void rvStreamSet::IdentityWatchers::notify() const noexcept {
+    for (const auto& [watcher, token] : watchers_) watcher->identityChanged(token);
 }
 
 }  // namespace tkstream63

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "common/bounded_array.hpp"
 #include "common/variant.hpp"
@@ -96,7 +98,51 @@ public:
     int32_t iAttributesCount() const noexcept;
     void iAttributesCount(int32_t value) noexcept;
 
+    // Origin, GroupName, TVGroupName and DateStamp decide whether the store calls two datasets
+    // the same. An index of them registers here, once for each place it files this dataset
+    // under (the token), and hears after every change that may have touched one of the four,
+    // whichever member made it: the properties, SetDataSetAttribute, the attribute vector, the
+    // binary import and assignment of a whole dataset.
+    class IdentityWatcher {
+    public:
+        virtual void identityChanged(int32_t token) noexcept = 0;
+
+    protected:
+        ~IdentityWatcher() = default;
+    };
+    void watchIdentity(IdentityWatcher& watcher, int32_t token);
+    void unwatchIdentity(IdentityWatcher& watcher, int32_t token) noexcept;
+    // The four texts as stored, without copying.
+    struct IdentityTexts {
+        const std::string& Origin;
+        const std::string& GroupName;
+        const std::string& TVGroupName;
+        const std::string& DateStamp;
+    };
+    IdentityTexts identityTexts() const noexcept {
+        return {Origin_, GroupName_, TVGroupName_, DateStamp_};
+    }
+
 private:
+    // The registered watchers. A copy of a dataset starts unwatched; assigning a whole dataset
+    // over a watched one keeps its watchers and tells them.
+    class IdentityWatchers {
+    public:
+        IdentityWatchers() = default;
+        IdentityWatchers(const IdentityWatchers&) noexcept {}
+        IdentityWatchers& operator=(const IdentityWatchers&) noexcept {
+            notify();
+            return *this;
+        }
+        void add(IdentityWatcher& watcher, int32_t token);
+        void remove(IdentityWatcher& watcher, int32_t token) noexcept;
+        void notify() const noexcept;
+
+    private:
+        std::vector<std::pair<IdentityWatcher*, int32_t>> watchers_;
+    };
+    IdentityWatchers identityWatchers_;
+
     // Puts every field back to its construction default (the column headers excepted).
     void InitStreamLineSet();
     void assignOrigin(const std::string& value);
@@ -560,8 +606,9 @@ private:
     StreamlineRun locateStreamline(int32_t iStream, int32_t& nnodes) const;
     // Storage offset of the run's rows in one column; error 9 unless they all lie in the table.
     size_t columnRunOffset(const StreamlineRun& run, int32_t column) const;
-    // Copies n node-table values from a storage offset into output, re-dimensioned (1 To n).
-    void copyRun(size_t offset, int32_t n, Array<float>& output) const;
+    // Copies n node-table values from a storage offset to output and asks for the rows after
+    // them (the next streamline's, as a rule) ahead of time.
+    void copyRun(size_t offset, int32_t n, float* output) const;
     // The well-table node at one end (pointer column 7 or 8); false for an out-of-range
     // streamline.
     bool endNodeOfStreamline(int32_t iStream, int32_t column, int32_t& node) const;

@@ -63,7 +63,7 @@ void takeLongIfNumeric(const Variant& element, int32_t& field) {
 }  // namespace
 
 bool rvStreamSet::SetClassVarsFromAttributes(const Array<Variant>& vAttributes) {
-    return runTrapped(kSource, "rvStreamSet.SetClassVarsFromAttributes", [&] {
+    const bool done = runTrapped(kSource, "rvStreamSet.SetClassVarsFromAttributes", [&] {
         // One field after the other in this order: a failure keeps the fields already set.
         const Array<Variant>& element = vAttributes;
         assignOrigin(element(1).toText());
@@ -91,6 +91,9 @@ bool rvStreamSet::SetClassVarsFromAttributes(const Array<Variant>& vAttributes) 
         iAttributesCount_ = element(42).toLong();
         qAttributesFlag_ = element(43).toBoolean();
     });
+    // Also after a failure part-way: the fields assigned before it stay.
+    identityWatchers_.notify();
+    return done;
 }
 
 void rvStreamSet::GetAllPointers(Array<int32_t>& iPtrs) {

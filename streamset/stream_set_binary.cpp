@@ -33,6 +33,14 @@ constexpr int32_t kLongItemsNeeded = 38;
 constexpr int32_t kLongItemsMiddle = 40;
 constexpr int32_t kLongItemsFull = 42;
 
+// Memory charged to a load for what its records make a dataset hold: a WAF set object with its
+// default tables; per slot of the well tables (types, indices, markers, name bytes, positions);
+// per well a dataset claims to have (the tables, and a name when it is handed out); per header.
+constexpr int64_t kWafSetBytes = 1024;
+constexpr int64_t kWellTableBytes = 4 * kWellRows + kNameBytes + 4 * kWellRows;
+constexpr int64_t kClaimedWellBytes = 128;
+constexpr int64_t kHeaderBytes = 2 * static_cast<int64_t>(sizeof(std::string));
+
 }  // namespace
 
 struct rvStreamSet::BinaryForm {
@@ -180,6 +188,7 @@ struct rvStreamSet::BinaryForm {
     struct Cursor {
         int32_t current = 0;
         bool nodeTableUnfilled = false;
+        int64_t countersAt = -1;  // where the "SETINTE" record starts
     };
 
     static bool enough(const RecordHeader& header, int32_t minimum) { return header.count >= minimum; }
@@ -204,26 +213,27 @@ struct rvStreamSet::BinaryForm {
             s.iWellData_(kIndexRow, cursor.current) = v(1);
             s.iWellData_(kTypeRow, cursor.current) = v(2);
         } else if (key == "SETINTE" && enough(header, kLongItemsNeeded)) {
+            cursor.countersAt = header.offset;
             readCounters(s, readLongs(io, file, header));
-            sizeWellTables(s, file, header);
+            sizeWellTables(s, file);
         } else if (key == "NWELLLIST" && enough(header, 1)) {
             const int32_t n = readLongs(io, file, header)(1);
-            requireFileHolds(file, header, n);
+            chargeLoad(file, bytesFor(n, sizeof(int32_t)), "a well list of " + std::to_string(n) + " numbers");
             s.iWellList_.redim(1, n);
         } else if (key == "IWELLLIST" && enough(header, 1)) {
             s.iWellList_ = readLongs(io, file, header);
         } else if (key == "NZWELLLIST" && enough(header, 1)) {
             const int32_t n = readLongs(io, file, header)(1);
-            requireFileHolds(file, header, n);
+            chargeLoad(file, bytesFor(n, sizeof(std::string)), "a well list of " + std::to_string(n) + " names");
             s.zWellList_.redim(1, n);
         } else if (key == "NUMHEADERS" && enough(header, 1)) {
             const int32_t n = readLongs(io, file, header)(1);
-            requireFileHolds(file, header, n);
+            chargeLoad(file, bytesFor(n, kHeaderBytes), std::to_string(n) + " column headers and units");
             s.zHeaders_.redim(1, n);
             s.zUnits_.redim(1, n);
         } else if (key == "STREAMLINE" && enough(header, 2)) {
             const Array<int32_t> v = readLongs(io, file, header);
-            requireFileHolds(file, header, elementsOf(1, v(1), 1, v(2)));
+            chargeTable(file, "the node table", 1, v(1), 1, v(2));
             // Sized without clearing: the values come straight from "SLINEDATA".
             s.StreamLines_.redimForOverwrite(1, v(1), 1, v(2));
             cursor.nodeTableUnfilled = true;
@@ -239,7 +249,7 @@ struct rvStreamSet::BinaryForm {
             Array<int32_t>& table = *record.table;
             if (header.keyword == record.boundsKeyword && enough(header, 2)) {
                 const Array<int32_t> v = readLongs(io, file, header);
-                requireFileHolds(file, header, elementsOf(1, v(1), record.lower2, v(2)));
+                chargeTable(file, std::string("the table of '") + record.dataKeyword + "'", 1, v(1), record.lower2, v(2));
                 table.redim(1, v(1), record.lower2, v(2));
                 // The upper bound of the source and sink tables is kept beside them.
                 if (&table == &s.iProducerSources_) s.nProducerSourcesUpper_ = v(2);
@@ -260,6 +270,13 @@ struct rvStreamSet::BinaryForm {
         return std::max<int64_t>(0, int64_t{upper1} - lower1 + 1) * std::max<int64_t>(0, int64_t{upper2} - lower2 + 1);
     }
 
+    // Charges a 4-byte table of those bounds to the load's budget.
+    static void chargeTable(RecordFile& file, const std::string& what, int32_t lower1, int32_t upper1, int32_t lower2,
+                            int32_t upper2) {
+        chargeLoad(file, bytesFor(elementsOf(lower1, upper1, lower2, upper2), 4),
+                   what + " of " + std::to_string(upper1) + " x " + std::to_string(upper2));
+    }
+
     // "SETINTE": items 1 to 38 always, 39 to 41 from 40 items on, 42 from 42 items on.
     static void readCounters(rvStreamSet& s, const Array<int32_t>& v) {
         const auto fields = longFields(s);
@@ -271,9 +288,10 @@ struct rvStreamSet::BinaryForm {
         }
     }
 
-    static void sizeWellTables(rvStreamSet& s, const RecordFile& file, const RecordHeader& header) {
+    static void sizeWellTables(rvStreamSet& s, RecordFile& file) {
         const int32_t wells = s.nWellsAllocated_;
-        requireFileHolds(file, header, wells);
+        chargeLoad(file, bytesFor(int64_t{wells} + 1, kWellTableBytes),
+                   "the well tables for " + std::to_string(wells) + " wells");
         s.iWellData_.redimPreserve(1, kWellRows, 0, wells);
         s.bWellNames_.redimPreserve(1, kNameBytes, 0, wells);
         s.sWellData_.redimPreserve(1, kWellRows, 0, wells);
@@ -332,19 +350,43 @@ struct rvStreamSet::BinaryForm {
             const auto fields = textFields(s);
             for (size_t k = 0; k < texts.size() && k < fields.size(); ++k) *fields[k] = texts[k];
         } else if (key == "ZWELLLIST" && enough(header, 1)) {
-            const std::vector<std::string> texts = readTexts(io, file, header);
+            std::vector<std::string> texts = readTexts(io, file, header);
+            chargeLoad(file, bytesFor(header.count, sizeof(std::string)), "a well list of " + std::to_string(header.count) + " names");
             s.zWellList_.redim(1, static_cast<int32_t>(texts.size()));
-            for (size_t k = 0; k < texts.size(); ++k) s.zWellList_(static_cast<int32_t>(k + 1)) = texts[k];
+            for (size_t k = 0; k < texts.size(); ++k) s.zWellList_(static_cast<int32_t>(k + 1)) = std::move(texts[k]);
         } else if (key == "WAF>") {
             readPast(io, file, header);
+            chargeLoad(file, kWafSetBytes, "a WAF set");
             return readWafSection(s, file);
         } else if (key == "<STREAMSET") {
             readPast(io, file, header);
+            chargeClaims(s, file, cursor);
             return RecordStep::SectionClosed;
         } else {
             readPast(io, file, header);
         }
         return RecordStep::Next;
+    }
+
+    // Counts and capacities that "SETINTE" restores without filling anything (wells, rows,
+    // headers) make later calls allocate that much; what they claim beyond the tables the file
+    // filled is charged when the section closes.
+    static void chargeClaims(const rvStreamSet& s, RecordFile& file, const Cursor& cursor) {
+        const int64_t wellSlots = s.iWellData_.rank() == 2 ? s.iWellData_.extent(2) : 0;
+        const int64_t wells = std::max<int64_t>({s.NumberWells_, s.MaximumNumberWells_, s.nWellsAllocated_}) + 1 - wellSlots;
+        const int64_t rows = std::max(s.rowCapacity_, s.MaxRows_);
+        const int64_t nodeBytes =
+            bytesFor(rows, bytesFor(s.nDataColumns_, 4)) - static_cast<int64_t>(4 * s.StreamLines_.size());
+        const int64_t headers = int64_t{s.NumCols_} - static_cast<int64_t>(s.zHeaders_.size());
+        int64_t claimed = 0;
+        for (const int64_t part : {bytesFor(wells, kClaimedWellBytes), nodeBytes, bytesFor(headers, kHeaderBytes)})
+            if (part > 0) claimed = part > INT64_MAX - claimed ? INT64_MAX : claimed + part;
+        if (claimed == 0) return;
+        chargeLoad(file, claimed,
+                   "what the dataset's 'SETINTE' record (at byte " + std::to_string(cursor.countersAt) + ") claims (" +
+                       "NumberWells " + std::to_string(s.NumberWells_) + ", MaximumNumberWells " +
+                       std::to_string(s.MaximumNumberWells_) + ", " + std::to_string(rows) + " rows of " + std::to_string(s.nDataColumns_) + " columns, " +
+                       std::to_string(s.NumCols_) + " headers) beyond the tables the file filled");
     }
 
     // The name as single-byte text, at most 40 bytes; its length goes into the well's row 4.
@@ -424,6 +466,7 @@ void rvStreamSet::BINARYIMPORT(RecordFile& cFILETYPE, bool& qOK) {
     });
     // A node table sized by its bounds record whose values never came holds nothing read.
     if (cursor.nodeTableUnfilled) StreamLines_.fill(0.0f);
+    identityWatchers_.notify();
 }
 
 bool rvStreamSet::sameContents(const rvStreamSet& other, std::string& difference) const {

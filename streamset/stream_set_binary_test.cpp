@@ -2,6 +2,9 @@
 // older layouts, and damaged or cut files.
 #include <gtest/gtest.h>
 
+#include <functional>
+
+#include "recordfile/record_test_data.hpp"
 #include "streamstore/persistence_test_support.hpp"
 
 namespace tkstream63 {
@@ -146,79 +149,100 @@ TEST_F(StreamSetBinaryTest, OlderLayoutsAndUnknownRecordsLoad) {
     EXPECT_EQ(later.FileType(), 11);
 }
 
-TEST_F(StreamSetBinaryTest, CutOrDamagedSectionsFailWithAClearReport) {
-    // The file ends before "<STREAMSET": qOK False, what was read stays.
-    RecordScript script(path("cut.rec"));
-    opened(script).record("SIMEND", "REAL", {77.5f}).commit();
+TEST_F(StreamSetBinaryTest, FailingSectionsKeepWhatWasReadAndSayWhy) {
+    std::vector<int32_t> manyWells(42, 0);
+    manyWells[31] = 400000000;  // NumberWells
+    struct Case {
+        const char* name;
+        std::function<void(RecordScript&)> records;
+        std::vector<std::string> messages;
+    };
+    const Case cases[] = {
+        {"no closing record", [](RecordScript& r) { r.record("SIMEND", "REAL", {77.5f}); },
+         {"before the closing record '<STREAMSET'", "at byte "}},
+        {"huge node table",
+         [](RecordScript& r) { r.record("STREAMLINE", "INTE", {2000000000, 8}).marker("<STREAMSET"); },
+         {"Record 'STREAMLINE' at byte 49", "the node table of 2000000000 x 8 would need 64000000000 bytes of memory",
+          "(No.7)"}},
+        {"node values past the bounds",
+         [](RecordScript& r) {
+             r.record("STREAMLINE", "INTE", {1, 1}).record("SLINEDATA", "REAL", {1.0f, 2.0f}).marker("<STREAMSET");
+         },
+         {"holds 2 values for a table of 1"}},
+        {"400 million wells claimed", [&](RecordScript& r) { r.longs("SETINTE", manyWells).marker("<STREAMSET"); },
+         {"what the dataset's 'SETINTE' record (at byte 49) claims (NumberWells 400000000", "(No.7)"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        errorReporter().clearRecentMessages();
+        RecordScript script(path("case.rec"));
+        c.records(opened(script));
+        script.commit();
+        rvStreamSet set;
+        EXPECT_FALSE(importSet(set, path("case.rec")));
+        for (const auto& message : c.messages) EXPECT_TRUE(anyReportContains(message)) << message;
+        // What came before the failure stays; nothing of the refused record does.
+        EXPECT_EQ(set.SimulationEndTime(), std::string(c.name) == "no closing record" ? 77.5f : 0.0f);
+        EXPECT_EQ(set.MaxRows(), 0);
+    }
+}
+
+TEST_F(StreamSetBinaryTest, ATableTooLargeForACutFileIsReportedAsTheCut) {
+    // The bounds of a 320 MB node table, then its record cut after 100 bytes: the table is more
+    // than the cut file's budget, but what went wrong is the cut.
+    using testing::binaryRecord;
+    auto bytes = testing::binaryPreamble();
+    for (const auto& record : {binaryRecord("STREAMSET>", "CHAR", 0, 0, {}, 1),
+                               binaryRecord("STREAMLINE", "INTE", 2, 8, {0x80, 0x96, 0x98, 0, 8, 0, 0, 0}, 2),
+                               binaryRecord("SLINEDATA", "REAL", 80000000, 320000000, std::vector<uint8_t>(100), 3)})
+        bytes.insert(bytes.end(), record.begin(), record.end());
+    bytes.resize(bytes.size() - 4);  // the body's check is not there either
+    testing::writeFileBytes(path("cut.rec"), bytes);
     rvStreamSet set;
     EXPECT_FALSE(importSet(set, path("cut.rec")));
-    EXPECT_EQ(set.SimulationEndTime(), 77.5f);
-    EXPECT_TRUE(anyReportContains("before the closing record '<STREAMSET'"));
-    EXPECT_TRUE(anyReportContains("at byte "));
+    EXPECT_TRUE(anyReportContains("record 'SLINEDATA' (80000000 items, 320000000 bytes) does not fit"));
+    EXPECT_TRUE(anyReportContains("inside this record; it is truncated (No.62)"));
+    EXPECT_FALSE(anyReportContains("memory"));
+}
 
-    // Bounds asking for a huge node table in a small file are refused before any allocation.
-    errorReporter().clearRecentMessages();
-    RecordScript huge(path("huge.rec"));
-    opened(huge).record("STREAMLINE", "INTE", {2000000000, 8}).marker("<STREAMSET").commit();
-    rvStreamSet target;
-    EXPECT_FALSE(importSet(target, path("huge.rec")));
-    EXPECT_TRUE(anyReportContains("Record 'STREAMLINE'"));
-    EXPECT_TRUE(anyReportContains("bytes left in the file"));
-    EXPECT_FALSE(anyReportContains("(No.7)"));
-    EXPECT_EQ(target.MaxRows(), 0);
-
-    // A node-table record shorter than its bounds leaves the rest empty; one longer is damage.
-    errorReporter().clearRecentMessages();
+TEST_F(StreamSetBinaryTest, NodeTableValuesNeverComeFromAShortOrDamagedRecord) {
+    auto nodeColumn = [](rvStreamSet& set, int32_t rows) {
+        Array<float> sData;
+        int32_t nCols = 0, nnodes = 0;
+        bool ok = false;
+        set.setHeaders(names({"A"}), names({"u"}), 1, ok);
+        set.setStreamLinePointers(pointersTo(1, rows), 2, 1, ok);
+        set.getSingleStreamline(1, sData, nCols, nnodes, ok);
+        std::vector<float> values;
+        for (int32_t row = 1; ok && row <= nnodes; ++row) values.push_back(sData(row, 1));
+        return values;
+    };
+    // A record shorter than its bounds leaves the rest of the table empty.
     RecordScript shortData(path("short.rec"));
     opened(shortData)
-        .record("STREAMLINE", "INTE", {2, 2})
+        .record("STREAMLINE", "INTE", {4, 1})
         .record("SLINEDATA", "REAL", {1.0f, 2.0f, 3.0f})
         .marker("<STREAMSET")
         .commit();
     rvStreamSet partial;
     EXPECT_TRUE(importSet(partial, path("short.rec")));
-    Array<float> sData;
-    int32_t nCols = 0, nnodes = 0;
-    bool ok = false;
-    partial.setHeaders(names({"A", "B"}), names({"", ""}), 2, ok);
-    partial.setStreamLinePointers(pointersTo(1, 2), 2, 1, ok);
-    partial.getSingleStreamline(1, sData, nCols, nnodes, ok);
-    ASSERT_EQ(nnodes, 2);
-    EXPECT_EQ(sData(1, 2), 3.0f);
-    EXPECT_EQ(sData(2, 2), 0.0f);
-    RecordScript longData(path("long.rec"));
-    opened(longData)
-        .record("STREAMLINE", "INTE", {1, 1})
-        .record("SLINEDATA", "REAL", {1.0f, 2.0f})
-        .marker("<STREAMSET")
-        .commit();
-    EXPECT_FALSE(importSet(partial, path("long.rec")));
-    EXPECT_TRUE(anyReportContains("holds 2 values for a table of 1"));
-}
+    EXPECT_EQ(nodeColumn(partial, 4), (std::vector<float>{1, 2, 3, 0}));
 
-TEST_F(StreamSetBinaryTest, DamagedNodeTableLeavesNoValueBehind) {
+    // A damaged body gives none of its values.
     auto original = makeDataSet(2, false);
     ASSERT_TRUE(exportSet(*original, path("set.rec")));
     auto bytes = testing::readFileBytes(path("set.rec"));
-    // Flip a byte inside the node table's body: the end of "SLINEDATA" is where its checksum sits.
     const auto records = listRecords(path("set.rec"));
     const auto slineData = std::find_if(records.begin(), records.end(),
                                         [](const RecordSummary& r) { return r.keyword == "SLINEDATA"; });
     ASSERT_NE(slineData, records.end());
-    bytes[static_cast<size_t>(slineData->end) - 20] ^= 0x40;
+    bytes[static_cast<size_t>(slineData->end) - 20] ^= 0x40;  // the body ends 4 bytes before the record
     testing::writeFileBytes(path("bad.rec"), bytes);
     rvStreamSet copy;
     EXPECT_FALSE(importSet(copy, path("bad.rec")));
-    EXPECT_TRUE(anyReportContains("checksum mismatch"));
     EXPECT_TRUE(anyReportContains("Record 'SLINEDATA' at byte"));
-    Array<float> sData;
-    int32_t nCols = 0, nnodes = 0;
-    bool ok = false;
-    copy.setHeaders(names({"A"}), names({"u"}), 1, ok);
-    copy.setStreamLinePointers(pointersTo(1, 20), 2, 1, ok);
-    copy.getSingleStreamline(1, sData, nCols, nnodes, ok);
-    ASSERT_TRUE(ok);
-    for (int32_t row = 1; row <= nnodes; ++row) EXPECT_EQ(sData(row, 1), 0.0f);
+    EXPECT_TRUE(anyReportContains("checksum mismatch"));
+    EXPECT_EQ(nodeColumn(copy, 20), std::vector<float>(20, 0.0f));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "common/shared_objects.hpp"
@@ -254,38 +255,30 @@ TEST_F(Streamlines, DataTableLeavesIJKAtZeroWithoutGrid) {
 TEST_F(Streamlines, EndNodesReadTheWellTable) {
     const std::string longName(45, 'W');
     set.setWellNames(texts({"P1", longName}), 2, qOK);
-    Array<int32_t> wellIndex(1, 2);
-    wellIndex(1) = 11;
-    wellIndex(2) = 22;
-    set.setWellIndex(wellIndex, 2, qOK);
-
-    int32_t iWell = 0;
-    set.getSingleStartNodeIndex(3, iWell, qOK);
-    EXPECT_EQ(iWell, 2);
-    set.getSingleEndNodeIndex(3, iWell, qOK);
-    EXPECT_EQ(iWell, 1);
-    set.getSingleSourceIndex(1, iWell, qOK);
-    EXPECT_EQ(iWell, 11);
-    set.getSingleSinkIndex(1, iWell, qOK);
-    EXPECT_EQ(iWell, 22);
-    EXPECT_TRUE(qOK);
-
-    std::string name;
-    set.getSingleEndNodeName(1, name, qOK);
-    EXPECT_EQ(name, longName.substr(0, 40));
-    set.getSingleStartNodeName(3, name, qOK);
-    EXPECT_EQ(name, longName.substr(0, 40));
-    set.getSingleEndNodeName(3, name, qOK);
-    EXPECT_EQ(name, "P1");
-
-    // Out of range: qOK True, the index untouched and the name emptied.
-    iWell = 42;
-    set.getSingleSinkIndex(4, iWell, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(iWell, 42);
-    set.getSingleStartNodeName(0, name, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(name, "");
+    set.setWellIndex(testing_support::list<int32_t>({11, 22}), 2, qOK);
+    using IndexMember = void (rvStreamSet::*)(int32_t, int32_t&, bool&) const;
+    const std::vector<std::tuple<IndexMember, int32_t, int32_t>> indexes = {
+        {&rvStreamSet::getSingleStartNodeIndex, 3, 2}, {&rvStreamSet::getSingleEndNodeIndex, 3, 1},
+        {&rvStreamSet::getSingleSourceIndex, 1, 11},   {&rvStreamSet::getSingleSinkIndex, 1, 22},
+        {&rvStreamSet::getSingleSinkIndex, 4, 42}};  // out of range: untouched
+    for (const auto& [member, iStream, expected] : indexes) {
+        int32_t iWell = 42;
+        (set.*member)(iStream, iWell, qOK);
+        EXPECT_TRUE(qOK);
+        EXPECT_EQ(iWell, expected) << iStream;
+    }
+    // Names are cut to 40 characters; out of range empties the name.
+    using NameMember = void (rvStreamSet::*)(int32_t, std::string&, bool&) const;
+    const std::vector<std::tuple<NameMember, int32_t, std::string>> names = {
+        {&rvStreamSet::getSingleEndNodeName, 1, longName.substr(0, 40)},
+        {&rvStreamSet::getSingleStartNodeName, 3, longName.substr(0, 40)},
+        {&rvStreamSet::getSingleEndNodeName, 3, "P1"}, {&rvStreamSet::getSingleStartNodeName, 0, ""}};
+    for (const auto& [member, iStream, expected] : names) {
+        std::string name = "old";
+        (set.*member)(iStream, name, qOK);
+        EXPECT_TRUE(qOK);
+        EXPECT_EQ(name, expected) << iStream;
+    }
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include <bit>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <limits>
@@ -176,6 +177,12 @@ inline void fillStore(rvStreamStore& store, int32_t datasets) {
 
 // ---- files ----
 
+// The folder of checked-in sample files.
+inline std::string testDataFolder() {
+    if (const char* source = std::getenv("TKSTREAM63_SOURCE_DIR")) return std::string(source) + "/streamstore/testdata";
+    return std::string(__FILE__).substr(0, std::string(__FILE__).rfind('/')) + "/testdata";
+}
+
 inline bool saveStore(rvStreamStore& store, const std::string& path, RecordForm form = RecordForm::Binary) {
     RecordFile file;
     if (!file.OpenForWriting(path, form)) return false;
@@ -245,9 +252,21 @@ public:
     RecordScript& marker(const std::string& keyword) { return record(keyword, "CHAR", {}); }
     // A record of count Long items 1, 2, 3, ...
     RecordScript& longs(const std::string& keyword, int32_t count) {
+        std::vector<int32_t> values(static_cast<size_t>(count));
+        for (int32_t k = 1; k <= count; ++k) values[static_cast<size_t>(k - 1)] = k;
+        return longs(keyword, values);
+    }
+    RecordScript& longs(const std::string& keyword, const std::vector<int32_t>& values) {
         bool ok = false;
-        io_.WriteRecordHeader(file_, keyword, count, "INTE", ok);
-        for (int32_t k = 1; k <= count; ++k) io_.WriteItem(file_, k, ok);
+        io_.WriteRecordHeader(file_, keyword, static_cast<int32_t>(values.size()), "INTE", ok);
+        for (const int32_t value : values) io_.WriteItem(file_, value, ok);
+        return *this;
+    }
+    // A "BYTE" record of n zeros.
+    RecordScript& bytes(const std::string& keyword, int32_t n) {
+        bool ok = false;
+        io_.WriteRecordHeader(file_, keyword, n, "BYTE", ok);
+        io_.WriteByteArray(n, Array<uint8_t>(1, n), file_, ok);
         return *this;
     }
     bool commit() { return file_.Commit(); }

@@ -8,8 +8,9 @@ namespace tkstream63 {
 
 rvStreamStore::rvStreamStore() { ReInitialise(); }
 
-// Releasing the list releases every dataset that the store alone held.
-rvStreamStore::~rvStreamStore() = default;
+// Releasing the list releases every dataset that the store alone held; the index lets go of
+// them first.
+rvStreamStore::~rvStreamStore() { index_.clear(); }
 
 int32_t rvStreamStore::NumberOfStreamSets() const { return iNextSlot_ - 1; }
 
@@ -32,6 +33,7 @@ void rvStreamStore::refreshFolderKey() {
 }
 
 rvStreamSet& rvStreamStore::dataSetAt(int32_t iDataSet) const {
+    if (iDataSet == iNextSlot_) spareUntouched_ = false;
     const auto& stored = slot(iDataSet);
     if (!stored) raiseError(kErrObjectNotSet);
     return *stored;
@@ -41,20 +43,39 @@ void rvStreamStore::requireDataSet(const std::shared_ptr<rvStreamSet>& cDataSet)
     if (!cDataSet) raiseError(kErrObjectNotSet);
 }
 
+const std::shared_ptr<rvStreamSet>& rvStreamStore::handOut(int32_t iDataSet) {
+    if (iDataSet == iNextSlot_) spareUntouched_ = false;
+    return slot(iDataSet);
+}
+
 void rvStreamStore::emptyStore() {
+    index_.clear();
     cDataSets_.assign(1, nullptr);
     iNextSlot_ = 1;
+    spareUntouched_ = false;
 }
 
 void rvStreamStore::appendDataSet(const std::shared_ptr<rvStreamSet>& cDataSet, bool freshSpare) {
-    // Everything that can fail comes before the first change.
-    auto spare = freshSpare ? std::make_shared<rvStreamSet>() : nullptr;
-    cDataSets_.push_back(std::move(spare));
+    // Everything that can fail comes before the first change. A fresh spare that nobody has
+    // reached is still fresh, so it moves on rather than being replaced by another.
+    const bool moveSpare = freshSpare && spareUntouched_ && slot(iNextSlot_).use_count() == 1;
+    auto spare = freshSpare && !moveSpare ? std::make_shared<rvStreamSet>() : nullptr;
+    cDataSets_.emplace_back();
+    cDataSets_.back() = moveSpare ? std::move(slot(iNextSlot_)) : std::move(spare);
+    spareUntouched_ = freshSpare;
+    index_.put(iNextSlot_, *cDataSet);
     slot(iNextSlot_) = cDataSet;
     AddedDataSetPos_ = iNextSlot_;
     OverWrittenDataSet_ = false;
     ++iNextSlot_;
     qModified_ = true;
+}
+
+void rvStreamStore::putDataSet(int32_t iDataSet, const std::shared_ptr<rvStreamSet>& cDataSet) {
+    // The spare slot is never examined by the sameness tests, so it is not filed.
+    if (iDataSet < iNextSlot_) index_.put(iDataSet, *cDataSet);
+    if (iDataSet == iNextSlot_) spareUntouched_ = false;
+    slot(iDataSet) = cDataSet;
 }
 
 void rvStreamStore::AddItem(const std::shared_ptr<rvStreamSet>& cNewDataSet) {
@@ -77,7 +98,7 @@ bool rvStreamStore::SetItem(int32_t iDataSet, const std::shared_ptr<rvStreamSet>
     runTrapped(kSource, "SetItem", [&] {
         if (!ValidIndex(iDataSet)) return;
         requireDataSet(cStreamSet);
-        slot(iDataSet) = cStreamSet;
+        putDataSet(iDataSet, cStreamSet);
         AddedDataSetPos_ = iDataSet;
         OverWrittenDataSet_ = true;
         result = true;
@@ -89,7 +110,7 @@ bool rvStreamStore::GetItem(int32_t iDataSet, std::shared_ptr<rvStreamSet>& cNew
     bool result = false;
     runTrapped(kSource, "GetFilename", [&] {
         if (!ValidIndex(iDataSet)) return;
-        cNewDataSet = slot(iDataSet);
+        cNewDataSet = handOut(iDataSet);
         result = true;
     });
     return result;
@@ -97,7 +118,7 @@ bool rvStreamStore::GetItem(int32_t iDataSet, std::shared_ptr<rvStreamSet>& cNew
 
 bool rvStreamStore::GetDataSet(int32_t iDataSet, std::shared_ptr<rvStreamSet>& cStreamSet) {
     runTrapped(kSource, "GetDataSet", [&] {
-        if (ValidIndex(iDataSet)) cStreamSet = slot(iDataSet);
+        if (ValidIndex(iDataSet)) cStreamSet = handOut(iDataSet);
     });
     return true;
 }
@@ -154,16 +175,20 @@ void rvStreamStore::DeleteItems(const Array<int32_t>& iDataSet) {
         }
         if (j == iNextSlot_) return;
         kept.push_back(nullptr);  // the spare slot stays empty
+        index_.clear();
         cDataSets_ = std::move(kept);
         iNextSlot_ = j;
+        spareUntouched_ = false;
     });
 }
 
 void rvStreamStore::ReInitialise() {
     runTrapped(kSource, "ReInitialise", [&] {
         auto spare = std::make_shared<rvStreamSet>();
+        index_.clear();
         cDataSets_.assign(1, std::move(spare));
         iNextSlot_ = 1;
+        spareUntouched_ = true;
         qModified_ = false;
         AutomaticOverWrite_ = false;
         AutomaticRename_ = false;

@@ -19,6 +19,7 @@
 
 #include "common/bounded_array.hpp"
 #include "streamset/stream_set.hpp"
+#include "streamstore/sameness_index.hpp"
 
 namespace tkstream63 {
 
@@ -75,6 +76,8 @@ private:
     }
     // The dataset in a valid slot; error 91 when the slot holds nothing.
     rvStreamSet& dataSetAt(int32_t iDataSet) const;
+    // The reference in a valid slot, to hand out.
+    const std::shared_ptr<rvStreamSet>& handOut(int32_t iDataSet);
     // Error 91 for an empty reference handed in by the caller.
     static void requireDataSet(const std::shared_ptr<rvStreamSet>& cDataSet);
     // Slot 1 empty, no datasets.
@@ -82,6 +85,8 @@ private:
     // Puts the dataset into the spare slot and opens a new spare slot, with a fresh dataset in
     // it or empty.
     void appendDataSet(const std::shared_ptr<rvStreamSet>& cDataSet, bool freshSpare);
+    // Writes slot 1 .. iNextSlot (the spare slot included) and keeps the index in step.
+    void putDataSet(int32_t iDataSet, const std::shared_ptr<rvStreamSet>& cDataSet);
     void refreshFolderKey();
 
     // Slot k of the list is element k - 1; the vector always holds iNextSlot_ elements.
@@ -94,6 +99,12 @@ private:
     std::string FolderKey_;
     int32_t AddedDataSetPos_ = 0;
     bool OverWrittenDataSet_ = false;
+    // The sameness tests' lookup tables over slots 1 .. iNextSlot - 1. Every change of the list
+    // goes through appendDataSet, putDataSet, emptyStore or tells the index to start again.
+    SamenessIndex index_{cDataSets_};
+    // True while the spare slot holds the fresh dataset the store made and nothing has reached
+    // it since: an append can then move it on to the new spare slot instead of making another.
+    mutable bool spareUntouched_ = false;
     // ==== end collection ====
 
     // ==== adding and duplicates ====

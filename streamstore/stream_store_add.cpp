@@ -24,8 +24,8 @@ enum DuplicateChoice : int32_t {
 
 constexpr int32_t kQuestionStyle = 32;
 
-// TextEquals, skipped when the texts are identical (it answers True for those): most stored
-// datasets share their date stamp and group with a new one, and the scan runs over all of them.
+// TextEquals, skipped when the texts are identical (it answers True for those), the usual case
+// for the candidates the index finds.
 bool sameText(const KeyUtility& keys, const std::string& a, const std::string& b) {
     return a == b || keys.TextEquals(a, b);
 }
@@ -87,7 +87,7 @@ int32_t rvStreamStore::askDuplicateChoice(rvStreamSet& cNewDataSet) {
 
 void rvStreamStore::overwriteDataSet(int32_t iDataSet,
                                      const std::shared_ptr<rvStreamSet>& cNewDataSet) {
-    slot(iDataSet) = cNewDataSet;
+    putDataSet(iDataSet, cNewDataSet);
     AddedDataSetPos_ = iDataSet;
     OverWrittenDataSet_ = true;
     qModified_ = true;
@@ -110,14 +110,16 @@ void rvStreamStore::CheckPreviouslyLoaded(const std::shared_ptr<rvStreamSet>& cD
         const std::string tvGroupName = cDataSet->TVGroupName();
         const std::string dateStamp = cDataSet->DateStamp();
         const KeyUtility& keys = keyUtility();
-        for (int32_t i = 1; i < iNextSlot_; ++i) {
-            rvStreamSet& stored = dataSetAt(i);
-            if (sameText(keys, stored.DateStamp(), dateStamp) &&
-                sameText(keys, stored.Origin(), origin) && stored.TVGroupName() == tvGroupName) {
-                iDataSet = i;
-                break;
-            }
-        }
+        // The lowest stored dataset that passes the test; the index only narrows down where
+        // to look.
+        iDataSet = index_.lowest(SamenessIndex::kSame,
+                                 SamenessIndex::sameHash(dateStamp, origin, tvGroupName),
+                                 [&](int32_t i) {
+                                     rvStreamSet& stored = dataSetAt(i);
+                                     return sameText(keys, stored.DateStamp(), dateStamp) &&
+                                            sameText(keys, stored.Origin(), origin) &&
+                                            stored.TVGroupName() == tvGroupName;
+                                 });
         qOK = true;
     });
 }
@@ -131,16 +133,14 @@ void rvStreamStore::CheckPreviouslyLoaded2(const std::shared_ptr<rvStreamSet>& c
         rvStreamSet& fresh = *cDataSet;
         const KeyUtility& keys = keyUtility();
         const std::string baseOrigin = fresh.Origin();
-        {
-            const std::string groupName = fresh.GroupName();
-            for (int32_t i = 1; i < iNextSlot_ && iDataSet < 0; ++i) {
-                rvStreamSet& stored = dataSetAt(i);
-                if (sameText(keys, stored.GroupName(), groupName) &&
-                    sameText(keys, stored.Origin(), baseOrigin)) {
-                    iDataSet = i;
-                }
-            }
-        }
+        const std::string groupName = fresh.GroupName();
+        iDataSet = index_.lowest(SamenessIndex::kClash,
+                                 SamenessIndex::clashHash(groupName, baseOrigin),
+                                 [&](int32_t i) {
+                                     rvStreamSet& stored = dataSetAt(i);
+                                     return sameText(keys, stored.GroupName(), groupName) &&
+                                            sameText(keys, stored.Origin(), baseOrigin);
+                                 });
         if (iDataSet < 0) {
             qOK = true;
             return;

@@ -15,6 +15,8 @@ namespace {
 // "STRMLOGI" sets the first four flags from 4 values on, the fifth only from 5.
 constexpr int32_t kFlagsNeeded = 4;
 constexpr int32_t kFlagsFull = 5;
+// Memory charged to a load for each dataset it creates: the object with its default tables.
+constexpr int64_t kDataSetBytes = 4096;
 }  // namespace
 
 struct rvStreamStore::BinaryForm {
@@ -89,7 +91,10 @@ struct rvStreamStore::BinaryForm {
     static RecordStep readTextRecord(rvStreamStore& s, RecordIO& io, RecordFile& file, const RecordHeader& header) {
         const std::string& key = header.keyword;
         const bool hasItem = enough(header, 1);
-        if (key == "STREAMSET>") return readDataSet(s, file);
+        if (key == "STREAMSET>") {
+            chargeLoad(file, kDataSetBytes, "a dataset");
+            return readDataSet(s, file);
+        }
         if (key == "MAINKEY" || key == "ROOTKEY" || key == "FOLDERKEY") {
             // Set directly: FolderKey comes from the file, it is not recomputed.
             std::string& field = key == "MAINKEY" ? s.MainKey_ : (key == "ROOTKEY" ? s.RootKey_ : s.FolderKey_);
@@ -117,7 +122,7 @@ struct rvStreamStore::BinaryForm {
         auto dataSet = std::make_shared<rvStreamSet>();
         bool loaded = false;
         dataSet->BINARYIMPORT(file, loaded);
-        if (!loaded) return RecordStep::SectionClosed;
+        if (!loaded) return RecordStep::Stopped;
         s.AddItem(dataSet);
         return RecordStep::Next;
     }

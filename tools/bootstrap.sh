@@ -5,7 +5,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-14-dev)
+packages=(cmake g++ make libgtest-dev libbenchmark-dev clang libclang-rt-14-dev
+          libcli11-dev python3-vtk9 libxml2-utils
+          pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
@@ -45,11 +47,11 @@ case "${1:-run}" in
     build build-sanitize RelWithDebInfo -DTKSTREAM63_WERROR=ON -DTKSTREAM63_BENCH=OFF -DTKSTREAM63_SANITIZE=ON
     test_in build-sanitize
     # The COM server (64- and 32-bit) cross-built with MinGW and tested under Wine; the store file
-    # check runs against the Release build's store_resave.
+    # check runs against the Release build's resave_store.
     bash tools/setup_windows_toolchain.sh
     for arch in x86_64 i686; do
       build "build-com-$arch" Release --toolchain "cmake/toolchains/mingw-$arch.cmake" -DTKSTREAM63_COM=ON \
-        -DTKSTREAM63_NATIVE_STORE_RESAVE="$PWD/build-release/tools/store_resave"
+        -DTKSTREAM63_NATIVE_RESAVE_STORE="$PWD/build-release/tools/resave_store"
       (cd "build-com-$arch" && ctest --output-on-failure)
     done
     ;;

@@ -11,6 +11,10 @@ namespace tkstream63 {
 
 namespace {
 constexpr const char* kSource = "rvWAFSet";
+// Memory charged to a load per row of the well table (columns and name bytes) and of the
+// connection tables (columns and rate).
+constexpr int64_t kWellRowBytes = 4 * rvWAFSet::kWellColumns + static_cast<int64_t>(kMaxNameBytes);
+constexpr int64_t kConnectionRowBytes = 4 * rvWAFSet::kConnectionColumns + 4;
 }  // namespace
 
 struct rvWAFSet::BinaryForm {
@@ -89,7 +93,7 @@ struct rvWAFSet::BinaryForm {
             if (key == "CNT") {
                 if (enough(header, 1)) cursor.current = readLongs(io, file, header)(1);
             } else if (key == "WAFINTE") {
-                if (enough(header, 10)) readCounts(s, readLongs(io, file, header), file, header);
+                if (enough(header, 10)) readCounts(s, readLongs(io, file, header), file);
             } else if (key == "WELLINTE") {
                 if (enough(header, 2)) {
                     const Array<int32_t> v = readLongs(io, file, header);
@@ -101,7 +105,7 @@ struct rvWAFSet::BinaryForm {
                     readConnectionRow(key == "PRODINTE" ? s.producers_ : s.injectors_, readLongs(io, file, header),
                                       cursor.current);
             } else if (key == "WAFDIMS") {
-                if (enough(header, 2)) readDimensions(s, readLongs(io, file, header), file, header, cursor);
+                if (enough(header, 2)) readDimensions(s, readLongs(io, file, header), file, cursor);
             } else {
                 readPast(io, file, header);
             }
@@ -143,11 +147,15 @@ struct rvWAFSet::BinaryForm {
     }
 
     // "WAFINTE": the counts, with the tables they size reallocated and cleared.
-    static void readCounts(rvWAFSet& s, const Array<int32_t>& v, const RecordFile& file, const RecordHeader& header) {
+    static void readCounts(rvWAFSet& s, const Array<int32_t>& v, RecordFile& file) {
         const int32_t wells = v(2);
         const int32_t producers = v(4);
         const int32_t injectors = std::max(v(6), 1);
-        for (const int32_t count : {wells, producers, injectors}) requireFileHolds(file, header, count);
+        chargeLoad(file, bytesFor(wells, kWellRowBytes), "the well table for " + std::to_string(wells) + " wells");
+        chargeLoad(file, bytesFor(int64_t{producers} + 1, kConnectionRowBytes) +
+                             bytesFor(int64_t{injectors} + 1, kConnectionRowBytes),
+                   "the tables for " + std::to_string(producers) + " producers and " + std::to_string(injectors) +
+                       " injectors");
         s.reservedInteger_ = v(1);
         s.NumberWells_ = wells;
         s.nWellsAllocated_ = v(3);
@@ -179,9 +187,9 @@ struct rvWAFSet::BinaryForm {
         table.rows(kRowCount, row) = v(4);
     }
 
-    static void readDimensions(rvWAFSet& s, const Array<int32_t>& v, const RecordFile& file,
-                               const RecordHeader& header, Cursor& cursor) {
-        requireFileHolds(file, header, int64_t{v(1)} * v(2));
+    static void readDimensions(rvWAFSet& s, const Array<int32_t>& v, RecordFile& file, Cursor& cursor) {
+        chargeLoad(file, bytesFor(int64_t{std::max(v(1), 0)} * std::max(v(2), 0), 4),
+                   "the WAF data table of " + std::to_string(v(1)) + " x " + std::to_string(v(2)));
         s.WafData_.redim(1, v(1), 1, v(2));
         cursor.columns = v(1);
         cursor.rows = v(2);

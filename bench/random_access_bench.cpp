@@ -1,0 +1,206 @@
+// Random access to a saved store through StoreFileView against plain pread of the same bytes.
+// Builds a store of about 1 GB (20 datasets of 50 MB: 8 columns, streamlines of 50 nodes),
+// saves it, and prints one JSON object. A smaller store for a quick run: an argument or the
+// environment variable TKSTREAM63_BENCH_MB gives the size in MB (at least 20).
+//
+//   cmake -S . -B build-rel -DCMAKE_BUILD_TYPE=Release -DTKSTREAM63_BENCH=ON -DTKSTREAM63_TESTS=OFF
+//   cmake --build build-rel --target random_access_bench && build-rel/bench/random_access_bench
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "recordfile/record_codec.hpp"
+#include "recordfile/record_reading_loop.hpp"
+#include "streamstore/store_file_view.hpp"
+#include "streamstore/stream_store.hpp"
+
+namespace {
+
+using namespace tkstream63;
+using Clock = std::chrono::steady_clock;
+
+constexpr int32_t kDatasets = 20;
+constexpr int32_t kColumns = 8;
+constexpr int32_t kNodesPerStreamline = 50;
+constexpr int kSamples = 1000;
+
+double msSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+double residentMB() {
+    std::ifstream status("/proc/self/statm");
+    long pages = 0, resident = 0;
+    status >> pages >> resident;
+    return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1048576.0;
+}
+
+std::shared_ptr<rvStreamSet> makeDataSet(int32_t seed, int32_t streamlines) {
+    auto set = std::make_shared<rvStreamSet>();
+    bool ok = false;
+    set->Origin("Run " + std::to_string(seed));
+    const int32_t rows = streamlines * kNodesPerStreamline;
+    Array<float> nodes;
+    nodes.redimForOverwrite(1, rows, 1, kColumns);
+    for (size_t k = 0; k < nodes.size(); ++k) nodes.data()[k] = static_cast<float>(k % 100003) + 0.5f * static_cast<float>(seed);
+    set->setStreamLineData(nodes, kColumns, rows, ok);
+    Array<int32_t> pointers(1, 8, 1, 2 * streamlines);
+    for (int32_t s = 1; s <= streamlines; ++s) {
+        pointers(1, s) = (s - 1) * kNodesPerStreamline + 1;
+        pointers(2, s) = kNodesPerStreamline;
+    }
+    set->setStreamLinePointers(pointers, 8, streamlines, ok);
+    return set;
+}
+
+// Where each dataset's two streamline tables start, found through the record layer as a plain
+// reader would: the baseline reads the same bytes with pread and nothing else.
+struct Tables {
+    int64_t nodes = 0, pointers = 0;
+    int32_t rows = 0;
+};
+std::vector<Tables> findTables(const std::string& path) {
+    std::vector<Tables> tables;
+    RecordFile file;
+    file.OpenForReading(path);
+    RecordIO io;
+    runReadingLoop(io, file, ReadingLoopSettings{"bench", "findTables", "<STREAMSTORE"}, [&](const RecordHeader& h) {
+        if (h.keyword == "STREAMSET>") tables.emplace_back();
+        if (h.keyword == "STREAMLINE") tables.back().rows = readLongs(io, file, h)(1);
+        if (h.keyword == "SLINEDATA") tables.back().nodes = file.codec()->currentLayout().bodyOffset;
+        if (h.keyword == "ISLINEDATA") tables.back().pointers = file.codec()->currentLayout().bodyOffset;
+        return h.keyword == "<STREAMSTORE" ? RecordStep::SectionClosed : RecordStep::Next;
+    });
+    return tables;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const char* sizeText = argc > 1 ? argv[1] : std::getenv("TKSTREAM63_BENCH_MB");
+    const int64_t megabytes = std::max<int64_t>(20, sizeText != nullptr ? std::atoll(sizeText) : 1000);
+    const auto streamlines =
+        static_cast<int32_t>(megabytes * 1000000 / kDatasets / (int64_t{4} * kColumns * kNodesPerStreamline));
+    const std::string path = (std::filesystem::temp_directory_path() / ("random_access_bench_" + std::to_string(getpid()) + ".rec")).string();
+    {
+        rvStreamStore store;
+        store.AutomaticRename(true);
+        for (int32_t k = 1; k <= kDatasets; ++k) store.AddItem(makeDataSet(k, streamlines));
+        RecordFile file;
+        bool ok = file.OpenForWriting(path);
+        store.BINARYEXPORT(file, ok);
+        if (!ok || !file.Commit()) {
+            std::fprintf(stderr, "saving %s failed: %s\n", path.c_str(), file.LastError().c_str());
+            return 1;
+        }
+    }
+    const double fileMB = static_cast<double>(std::filesystem::file_size(path)) / 1048576.0;
+    const std::vector<Tables> tables = findTables(path);
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+
+    const double baseline = residentMB();
+    auto start = Clock::now();
+    StoreFileView view;
+    if (!view.Open(path)) {
+        std::fprintf(stderr, "%s\n", view.LastError().c_str());
+        return 1;
+    }
+    const double openMs = msSince(start);
+    start = Clock::now();
+    std::vector<StoreDatasetSummary> summaries(static_cast<size_t>(view.DatasetCount()));
+    for (int32_t k = 1; k <= view.DatasetCount(); ++k) view.Summary(k, summaries[static_cast<size_t>(k - 1)]);
+    const double listMs = msSince(start);
+
+    std::mt19937 random(12345);
+    std::uniform_int_distribution<int32_t> pickSet(1, kDatasets), pickLine(1, streamlines);
+    std::vector<std::pair<int32_t, int32_t>> picks(kSamples);
+    for (auto& pick : picks) pick = {pickSet(random), pickLine(random)};
+    Array<float> data;
+    int32_t cols = 0, nodes = 0;
+    std::vector<double> warm, cold, raw;
+    for (const auto& [k, i] : picks) view.ReadStreamline(k, i, data, cols, nodes);  // warms the cache
+    const double rss = residentMB() - baseline;
+    for (const auto& [k, i] : picks) {
+        start = Clock::now();
+        view.ReadStreamline(k, i, data, cols, nodes);
+        warm.push_back(msSince(start));
+    }
+    // The same rows with plain pread: the pointer entry, then the six columns the read uses.
+    std::vector<float> buffer(kNodesPerStreamline);
+    for (const auto& [k, i] : picks) {
+        const Tables& t = tables[static_cast<size_t>(k - 1)];
+        start = Clock::now();
+        int32_t entry[2];
+        ssize_t got = ::pread(fd, entry, sizeof entry, t.pointers + int64_t{8} * 4 * (i - 1));
+        for (int32_t c = 1; c <= 6; ++c)
+            got += ::pread(fd, buffer.data(), 4 * static_cast<size_t>(entry[1]),
+                           t.nodes + 4 * (int64_t{c - 1} * t.rows + entry[0] - 1));
+        raw.push_back(msSince(start));
+        if (got <= 0) return 1;
+    }
+    const int32_t middle = kDatasets / 2;
+    const StoreDatasetSummary& section = summaries[static_cast<size_t>(middle - 1)];
+    // The section read plainly and through the view in turns, three rounds; the best of each.
+    double loadMs = 1e30, rawLoadMs = 1e30;
+    std::unique_ptr<char[]> bytes(new char[static_cast<size_t>(section.SectionLength)]);
+    for (int round = 0; round < 3; ++round) {
+        start = Clock::now();
+        for (int64_t done = 0; done < section.SectionLength;) {
+            const ssize_t got = ::pread(fd, bytes.get() + done, static_cast<size_t>(section.SectionLength - done),
+                                        section.SectionOffset + done);
+            if (got <= 0) return 1;
+            done += got;
+        }
+        rawLoadMs = std::min(rawLoadMs, msSince(start));
+        rvStreamSet set;
+        start = Clock::now();
+        const bool loaded = view.LoadDataset(middle, set);
+        loadMs = std::min(loadMs, msSince(start));
+        if (!loaded || set.NumberStreamlines() != streamlines) {
+            std::fprintf(stderr, "loading dataset %d failed: %s\n", middle, view.LastError().c_str());
+            return 1;
+        }
+    }
+    bytes.reset();
+    double fullMs = 0;
+    {
+        rvStreamStore store;
+        RecordFile file;
+        bool ok = false;
+        start = Clock::now();
+        if (file.OpenForReading(path)) store.BINARYIMPORT(file, ok);
+        fullMs = msSince(start);
+        if (!ok) std::fprintf(stderr, "full import failed: %s\n", file.LastError().c_str());
+    }
+    // Cold reads last: dropping the file from the page cache would slow everything after it.
+    for (int n = 0; n < 100; ++n) {
+        ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+        const auto& [k, i] = picks[static_cast<size_t>(n)];
+        start = Clock::now();
+        view.ReadStreamline(k, i, data, cols, nodes);
+        cold.push_back(msSince(start));
+    }
+
+    ::close(fd);
+    std::filesystem::remove(path);
+    std::printf("{\"file_mb\": %.1f, \"open_ms\": %.3f, \"list_ms\": %.4f, \"load_one_dataset_ms\": %.2f, "
+                "\"raw_read_one_dataset_ms\": %.2f, \"read_streamline_warm_ms\": %.4f, \"read_streamline_cold_ms\": %.4f, "
+                "\"raw_pread_streamline_ms\": %.4f, \"full_import_ms\": %.1f, \"rss_open_plus_1000_streamlines_mb\": %.2f}\n",
+                fileMB, openMs, listMs, loadMs, rawLoadMs, median(warm), median(cold), median(raw), fullMs, rss);
+    return 0;
+}

@@ -1,0 +1,455 @@
+// The tkstream program run in-process on store files the tests make: a store of three datasets
+// with WAF sets (from the example's five-spot field), saved in both forms.
+#include "cli/tkstream.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdlib.h>  // mkdtemp
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli/dataset_geometry.hpp"
+#include "recordfile/crc32c.hpp"
+#include "cli/record_scan.hpp"
+#include "examples/field_viewer_workflow.hpp"
+
+namespace tkstream_cli {
+namespace {
+
+using namespace tkstream63;
+namespace fs = std::filesystem;
+
+struct Result {
+    int code;
+    std::string out;
+    std::string err;
+};
+
+Result run(std::vector<std::string> args, bool progress = false) {
+    args.insert(args.begin(), "tkstream");
+    std::vector<const char*> argv;
+    for (const std::string& arg : args) argv.push_back(arg.c_str());
+    std::ostringstream out, err;
+    const int code = runTkstream(static_cast<int>(argv.size()), argv.data(), Console{out, err, progress});
+    return {code, out.str(), err.str()};
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+size_t occurrences(const std::string& text, const std::string& part) {
+    size_t n = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
+    return n;
+}
+
+// Offsets of the records of a file with the given keyword.
+std::vector<int64_t> offsetsOf(const std::string& path, const std::string& keyword) {
+    RecordFile file;
+    openForReading(file, path);
+    std::vector<int64_t> offsets;
+    scanRecords(file, [&](const ScannedRecord& record) {
+        if (record.keyword == keyword) offsets.push_back(record.offset);
+        return true;
+    });
+    return offsets;
+}
+
+// A scratch folder with the store in both forms, made once for all tests.
+class Files {
+public:
+    static const Files& get() {
+        static const Files files;
+        return files;
+    }
+    std::string path(const std::string& name) const { return (folder_ / name).string(); }
+    std::string binary() const { return path("store.tks"); }
+    std::string formatted() const { return path("store.txt"); }
+    int32_t streamlines = 0;
+
+    // Names left in the folder that are temporary files.
+    std::vector<std::string> temporaries() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(folder_))
+            if (entry.path().filename().string().find(".tmp-") != std::string::npos)
+                names.push_back(entry.path().filename());
+        return names;
+    }
+
+private:
+    Files() {
+        std::string pattern = (fs::temp_directory_path() / "tkstream-cli-XXXXXX").string();
+        if (mkdtemp(pattern.data()) != nullptr) folder_ = pattern;
+        std::ostringstream report;
+        field_viewer::Checks checks(report);
+        const five_spot::Field field = five_spot::makeFiveSpot(1000.0, 4);
+        rvStreamStore store;
+        for (int32_t k = 1; k <= 3; ++k) {
+            const field_viewer::TimeStep step{k, 1000.0, 1000.0f * static_cast<float>(k)};
+            store.AddItem(field_viewer::loadTimeStep(field, step, field_viewer::makeAllocationSet(field, step, checks),
+                                                     checks));
+        }
+        streamlines = static_cast<int32_t>(field.streamlines.size());
+        for (const auto& [name, form] : {std::pair{binary(), RecordForm::Binary}, {formatted(), RecordForm::Formatted}}) {
+            RecordFile file;
+            bool qOK = false;
+            file.OpenForWriting(name, form);
+            store.BINARYEXPORT(file, qOK);
+            file.Commit();
+        }
+        EXPECT_EQ(checks.failures(), 0) << report.str();
+    }
+    ~Files() {
+        std::error_code ignored;
+        fs::remove_all(folder_, ignored);
+    }
+
+    fs::path folder_;
+};
+
+TEST(Tkstream, EveryCommandWorksOnBothForms) {
+    const Files& files = Files::get();
+    for (const std::string& store : {files.binary(), files.formatted()}) {
+        const std::string other = store == files.binary() ? files.formatted() : files.binary();
+        const std::string svg = files.path("plan.svg");
+        const struct {
+            std::vector<std::string> args;
+            std::string expected;  // part of the output
+        } cases[] = {
+            {{"info", store}, "3  FIVESPOT"},
+            {{"info", store, "--json"}, "\"streamlines\": " + std::to_string(files.streamlines)},
+            {{"dump", store}, "<WAF"},
+            {{"dump", store, "--dataset", "2", "--values", "--json"}, "\"keyword\": \"WAFDATA\""},
+            {{"verify", store}, "OK\n"},
+            {{"diff", store, other}, "equal: "},
+            {{"convert", store, files.path("converted"), "--to", "formatted"}, ""},
+            {{"export-vtk", store, files.path("lines.vtp"), "--dataset", "3", "--streamlines", "2,4-5"},
+             "3 streamlines, 5 wells"},
+            {{"plot", store, files.path("by-producer.svg"), "--dataset", "2", "--color-by", "producer"}, ""},
+            {{"plot", store, svg, "--dataset", "1"}, ""},
+        };
+        for (const auto& c : cases) {
+            const Result result = run(c.args);
+            EXPECT_EQ(result.code, 0) << c.args[0] << " " << store << ": " << result.err;
+            EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.args[0] << ": " << result.out;
+            EXPECT_EQ(result.err, "") << c.args[0];
+        }
+        EXPECT_EQ(occurrences(readFile(svg), "<path class=\"streamline\""), static_cast<size_t>(files.streamlines));
+        EXPECT_EQ(occurrences(run({"dump", store, "--dataset", "3"}).out, "WAFDATA"), 1u);
+    }
+    // The progress bar is drawn only when asked for (the program asks when stderr is a terminal).
+    const std::string bar = run({"verify", files.binary()}, true).err;
+    EXPECT_NE(bar.find("\rverifying " + files.binary() + " [#"), std::string::npos) << bar;
+    EXPECT_EQ(files.temporaries(), std::vector<std::string>{});
+}
+
+TEST(Tkstream, BadInputAndUsageGiveOneLineNamingTheProblemAndNoOutputFile) {
+    const Files& files = Files::get();
+    const std::string notRecords = files.path("notes.txt");
+    writeFile(notRecords, "just some text\n");
+    const std::string out = files.path("never-written.svg");
+    const std::string store = files.binary();
+    const struct {
+        std::vector<std::string> args;
+        std::string expected;  // part of the one line on stderr
+    } cases[] = {
+        {{"info", files.path("missing.tks")}, "cannot open '" + files.path("missing.tks") + "'"},
+        {{"verify", notRecords}, "'" + notRecords + "' is not a tkstream63 record file"},
+        {{"dump", store, "--dataset", "9"}, "no dataset 9 (the file holds 3)"},
+        {{"diff", store, store, "--dataset", "4"}, "no dataset 4"},
+        {{"plot", store, out, "--dataset", "4"}, "no dataset 4 (the file holds 3)"},
+        {{"plot", store, out, "--dataset", "1", "--color-by", "SALINITY"}, "has no column 'SALINITY'"},
+        {{"export-vtk", store, out, "--dataset", "1", "--streamlines", "3-999"}, "streamline 999"},
+        {{"export-vtk", store, files.path("no-such-folder/x.vtp"), "--dataset", "1"}, "cannot write '"},
+        {{"convert", store, out, "--to", "sideways"}, "--to"},
+        {{"diff", store}, "B is required"},
+        {{"frobnicate"}, "unknown subcommand 'frobnicate'"},
+        {{}, "subcommand"},
+    };
+    for (const auto& c : cases) {
+        const Result result = run(c.args);
+        const std::string what = c.args.empty() ? "(no arguments)" : c.args[0] + " " + c.args.back();
+        EXPECT_EQ(result.code, 2) << what;
+        EXPECT_NE(result.err.find(c.expected), std::string::npos) << what << ": " << result.err;
+        EXPECT_EQ(occurrences(result.err, "\n"), 1u) << what << ": " << result.err;
+        EXPECT_EQ(result.out, "") << what;
+    }
+    EXPECT_FALSE(fs::exists(out));
+    EXPECT_EQ(files.temporaries(), std::vector<std::string>{});
+
+    const Result version = run({"--version"});
+    EXPECT_EQ(version.code, 0);
+    EXPECT_EQ(version.out.rfind("tkstream 6.3.0", 0), 0u) << version.out;
+    const Result help = run({"diff", "--help"});
+    EXPECT_EQ(help.code, 0);
+    EXPECT_NE(help.out.find("--abs-tol"), std::string::npos);
+}
+
+TEST(Tkstream, VerifyReportsDamageAndTruncationAndOtherCommandsRefuseSuchFiles) {
+    const Files& files = Files::get();
+    const std::string binary = readFile(files.binary());
+    const std::string text = readFile(files.formatted());
+    const int64_t nodeTable = offsetsOf(files.binary(), "SLINEDATA").at(1);
+    const int64_t lastRecord = offsetsOf(files.binary(), "<STREAMSTORE").at(0);
+    std::string flipped = binary;
+    flipped[static_cast<size_t>(nodeTable + 200)] ^= 0x10;
+    const struct {
+        std::string name;
+        std::string content;
+        std::string expected;  // part of verify's report
+    } cases[] = {
+        {"flipped.tks", flipped, "checksum mismatch"},
+        {"half.tks", binary.substr(0, binary.size() / 2), "truncated"},
+        {"boundary.tks", binary.substr(0, static_cast<size_t>(lastRecord)),
+         "it is truncated"},
+        {"half.txt", text.substr(0, text.size() / 2), "record "},
+    };
+    for (const auto& c : cases) {
+        const std::string path = files.path(c.name);
+        writeFile(path, c.content);
+        const Result verify = run({"verify", path});
+        EXPECT_EQ(verify.code, 1) << c.name << ": " << verify.out;
+        EXPECT_NE(verify.out.find(c.expected), std::string::npos) << c.name << ": " << verify.out;
+        EXPECT_NE(verify.out.find("DAMAGED: "), std::string::npos) << c.name;
+        for (const std::vector<std::string>& args :
+             {std::vector<std::string>{"info", path}, {"convert", path, files.path("salvage"), "--to", "binary"},
+              {"diff", path, files.binary()}}) {
+            const Result refused = run(args);
+            EXPECT_EQ(refused.code, 2) << args[0] << " " << c.name << ": " << refused.out;
+            EXPECT_NE(refused.err.find(path), std::string::npos) << args[0] << " " << c.name << ": " << refused.err;
+        }
+        EXPECT_FALSE(fs::exists(files.path("salvage"))) << c.name;
+    }
+}
+
+TEST(Tkstream, ConvertRoundTripsAreByteIdentical) {
+    // Bodies below 256 KiB carry no page padding, so the binary form is a function of the records.
+    const Files& files = Files::get();
+    const struct {
+        std::string start;
+        std::string via;
+        std::string back;
+    } trips[] = {
+        {files.binary(), "formatted", "binary"},
+        {files.formatted(), "binary", "formatted"},
+    };
+    for (const auto& trip : trips) {
+        const std::string middle = files.path("middle"), end = files.path("end");
+        ASSERT_EQ(run({"convert", trip.start, middle, "--to", trip.via}).code, 0);
+        ASSERT_EQ(run({"convert", middle, end, "--to", trip.back}).code, 0);
+        EXPECT_TRUE(readFile(end) == readFile(trip.start)) << trip.start;
+        EXPECT_EQ(run({"diff", trip.start, middle}).code, 0);
+    }
+}
+
+// A hand-edited formatted file is made whole again by rewriting its trailer line, which gives
+// the record count, the length and the CRC-32C of the text before it.
+void resealTrailerLine(std::string& text) {
+    const size_t trailer = text.rfind("END records=");
+    const size_t records = text.find(' ', trailer + 4);
+    const std::string count = text.substr(trailer + 12, records - trailer - 12);
+    char crc[16];
+    std::snprintf(crc, sizeof crc, "%08X", crc32c(0, text.data(), trailer));
+    text.replace(trailer, std::string::npos,
+                 "END records=" + count + " bytes=" + std::to_string(trailer) + " crc32c=" + crc + "\n");
+}
+
+TEST(Tkstream, DiffFindsOneChangedNodeValueAndRespectsTolerances) {
+    const Files& files = Files::get();
+    // Dataset 2's first X value, changed by 0.1 % in a copy of the formatted file.
+    std::string text = readFile(files.formatted());
+    size_t at = text.find("'SLINEDATA'");
+    at = text.find('\n', text.find("'SLINEDATA'", at + 1)) + 1;
+    const size_t end = text.find(' ', at);
+    const float original = std::stof(text.substr(at, end - at));
+    const float changed = original * 1.001f;
+    text.replace(at, end - at, numberText(changed));
+    resealTrailerLine(text);
+    const std::string edited = files.path("edited.txt");
+    writeFile(edited, text);
+    const double gap = changed - original;
+
+    const struct {
+        std::vector<std::string> options;
+        int code;
+    } cases[] = {
+        {{}, 1},
+        {{"--abs-tol", std::to_string(gap * 2)}, 0},
+        {{"--abs-tol", std::to_string(gap / 2)}, 1},
+        {{"--rel-tol", "0.01"}, 0},
+        {{"--rel-tol", "0.0001"}, 1},
+        {{"--dataset", "1"}, 0},
+        {{"--dataset", "2"}, 1},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args = {"diff", files.binary(), edited};
+        args.insert(args.end(), c.options.begin(), c.options.end());
+        const Result result = run(args);
+        const std::string what = c.options.empty() ? "no options" : c.options[0] + " " + c.options[1];
+        EXPECT_EQ(result.code, c.code) << what << ": " << result.out << result.err;
+        if (c.code == 1) {
+            EXPECT_NE(result.out.find("dataset 2: node table: SLINEDATA row 1 (streamline 1 node 1) column 1 (X): " +
+                                      numberText(original) + " | " + numberText(changed) + "\n"),
+                      std::string::npos)
+                << result.out;
+            EXPECT_NE(result.out.find("1 difference: dataset 2 node table 1 "), std::string::npos) << result.out;
+            EXPECT_EQ(occurrences(result.out, "\n"), 2u) << result.out;
+        }
+    }
+}
+
+// A formatted record file written by hand: the records as their text lines.
+std::string handWritten(const std::string& name, const std::string& records) {
+    const std::string path = Files::get().path(name);
+    writeFile(path, "TKSTREAM63 FORMATTED RECORDS 1\n" + records);
+    return path;
+}
+
+TEST(Tkstream, DiffMatchesRecordsByKeywordAndRowAndNamesEachValue) {
+    const auto store = [](const std::string& dataset, const std::string& wells, const std::string& more = "") {
+        return "'STREAMSTORE>' 0 CHAR\n'STREAMSET>' 0 CHAR\n" + dataset +
+               "'WELLINFO>' 0 CHAR\n'CNT' 1 INTE\n1\n" + wells + "'<WELLINFO' 0 CHAR\n'<STREAMSET' 0 CHAR\n" + more +
+               "'<STREAMSTORE' 0 CHAR\n";
+    };
+    const std::string attributes = "'SETREAL' 3 REAL\n1.5 0 NaN(0x7FC00000)\n";
+    const std::string headers = "'CNT' 1 INTE\n2\n'ZHEADERS' 2 CHAR\n'Y'\n'm'\n";
+    const std::string well = "'WPOS' 3 REAL\n10 20 30\n";
+    const std::string a = handWritten("a.txt", store(attributes + headers, well));
+    const struct {
+        std::string name;
+        std::string b;
+        int code;
+        std::string expected;  // part of the report
+    } cases[] = {
+        {"reordered, -0 for 0, same NaN", store(headers + "'SETREAL' 3 REAL\n1.5 -0 NaN(0x7FC00000)\n", well), 0,
+         "equal: 3 records compared"},
+        {"one value", store(attributes + headers, "'WPOS' 3 REAL\n10 20.5 30\n"), 1,
+         "dataset 1 wells: wells: WPOS of row 1 item 2 (Y): 20 | 20.5\n"},
+        {"a header", store(attributes + "'CNT' 1 INTE\n2\n'ZHEADERS' 2 CHAR\n'Y'\n'ft'\n", well), 1,
+         "dataset 1: node table: ZHEADERS of row 2 item 2 (unit): 'm' | 'ft'\n"},
+        {"a count", store("'SETREAL' 2 REAL\n1.5 0\n" + headers, well), 1,
+         "dataset 1: attributes: SETREAL: 3 REAL values | 2 REAL values\n"},
+        {"a record", store(attributes + headers, ""), 1, "dataset 1 wells: wells: WPOS of row 1: record only in A\n"},
+        {"a dataset", store(attributes + headers, well, "'STREAMSET>' 0 CHAR\n'<STREAMSET' 0 CHAR\n"), 1,
+         "dataset 2: dataset: the whole section: only in B\n"},
+    };
+    for (const auto& c : cases) {
+        const Result result = run({"diff", a, handWritten("b.txt", c.b)});
+        EXPECT_EQ(result.code, c.code) << c.name << ": " << result.out << result.err;
+        EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.name << ": " << result.out;
+    }
+}
+
+TEST(Tkstream, VerifyAndDumpFollowTheSectionsOfHandWrittenFiles) {
+    const struct {
+        std::string name;
+        std::string records;
+        int code;
+        std::string expected;  // part of verify's report
+    } cases[] = {
+        {"stray closing", "'<STREAMSET' 0 CHAR\n", 1, "record '<STREAMSET' at byte 31 closes a section that is not open"},
+        {"inner left open", "'STREAMSTORE>' 0 CHAR\n'WAF>' 0 CHAR\n'<STREAMSTORE' 0 CHAR\n", 1,
+         "section 'WAF' opened at byte 53 is never closed (its outer section closes at byte 67)"},
+        {"unknown item type", "'NEWS' 2 ABCD\n1 2\n'NUMSETS' 1 INTE\n0\n", 0, "OK\n"},
+    };
+    for (const auto& c : cases) {
+        const std::string path = handWritten(c.name, c.records);
+        const Result verify = run({"verify", path});
+        EXPECT_EQ(verify.code, c.code) << c.name << ": " << verify.out;
+        EXPECT_NE(verify.out.find(c.expected), std::string::npos) << c.name << ": " << verify.out;
+    }
+    // A record of a type the library cannot write stops a conversion.
+    const Result convert = run({"convert", Files::get().path("unknown item type"), Files::get().path("x"), "--to",
+                                "binary"});
+    EXPECT_EQ(convert.code, 2);
+    EXPECT_NE(convert.err.find("has item type 'ABCD', which this library cannot write"), std::string::npos);
+
+    const std::string values = handWritten(
+        "values.txt", "'STREAMSET>' 0 CHAR\n'SETCHAR' 2 CHAR\n'it''s'\n''\n'BIG' 20 INTE\n1 2 3 4 5 6 7 8\n9 10 11 "
+                      "12 13 14 15 16\n17 18 19 20\n'<STREAMSET' 0 CHAR\n");
+    const std::string listing = run({"dump", values, "--values"}).out;
+    EXPECT_NE(listing.find("      'it''s'\n                        ''\n"), std::string::npos) << listing;
+    EXPECT_NE(listing.find("9 10 11 12 13 14 15 16\n                        ... 4 more of 20 (--all shows them)\n"),
+              std::string::npos)
+        << listing;
+    EXPECT_NE(run({"dump", values, "--values", "--all"}).out.find(" 17 18 19 20\n"), std::string::npos);
+    const std::string json = run({"dump", values, "--dataset", "1", "--values", "--json"}).out;
+    EXPECT_NE(json.find("\"values\": [\"it's\", \"\"]"), std::string::npos) << json;
+    EXPECT_NE(json.find(", 16], \"abbreviated\": true}"), std::string::npos) << json;
+}
+
+TEST(Tkstream, InfoListsTheDatasetsOfStoresAndOfBareDatasetFiles) {
+    const std::string dataset = "'STREAMSET>' 0 CHAR\n'SETCHAR' 7 CHAR\n''\n''\n''\n''\n'a.sln'\n''\n'ORIGIN'\n"
+                                "'<STREAMSET' 0 CHAR\n";
+    const struct {
+        std::string name;
+        std::string records;
+        std::string expected;  // part of info's report
+        std::string absent;
+    } cases[] = {
+        {"bare", dataset + dataset, "datasets  2\n", "written by"},
+        {"short store", "'STREAMSTORE>' 0 CHAR\n'NUMSETS' 1 INTE\n2\n" + dataset + "'<STREAMSTORE' 0 CHAR\n",
+         "datasets  1 (the store's NUMSETS record says 2)\n", "settings"},
+        {"dataset line", dataset, "1  ORIGIN  a.sln", "WAF  yes"},
+    };
+    for (const auto& c : cases) {
+        const Result result = run({"info", handWritten(c.name, c.records)});
+        EXPECT_EQ(result.code, 0) << c.name << ": " << result.err;
+        EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.name << ": " << result.out;
+        EXPECT_EQ(result.out.find(c.absent), std::string::npos) << c.name << ": " << result.out;
+    }
+    EXPECT_NE(run({"info", Files::get().path("bare"), "--json"}).out.find("\"store\": null"), std::string::npos);
+}
+
+TEST(Tkstream, PlotColoursByAColumnOrByWell) {
+    const Files& files = Files::get();
+    const std::string svg = files.path("coloured.svg");
+    const struct {
+        std::string colorBy;
+        std::string expected;  // part of the picture
+    } cases[] = {
+        {"", ">mean TOF [days]</text>"},
+        {"7", ">mean VELOCITY [m/day]</text>"},
+        {"velocity", ">mean VELOCITY [m/day]</text>"},
+        {"injector", ">I1 (" + std::to_string(files.streamlines) + ")</text>"},
+        {"Producer", ">streamlines by producer</text>"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args = {"plot", files.binary(), svg, "--dataset", "3"};
+        if (!c.colorBy.empty()) args.insert(args.end(), {"--color-by", c.colorBy});
+        ASSERT_EQ(run(args).code, 0) << c.colorBy;
+        EXPECT_NE(readFile(svg).find(c.expected), std::string::npos) << c.colorBy;
+    }
+}
+
+TEST(Tkstream, StreamlineListsAreNumbersAndRangesWithinTheDataset) {
+    const struct {
+        std::string text;
+        std::vector<int32_t> numbers;  // empty: refused
+    } cases[] = {
+        {"2", {2}}, {"1,3-4", {1, 3, 4}}, {"4-4,1", {4, 1}}, {"", {}}, {"0", {}},
+        {"3-1", {}}, {"1,,2", {}}, {"x", {}}, {"5", {}}, {"2-", {}},
+    };
+    for (const auto& c : cases) {
+        std::vector<int32_t> numbers;
+        try {
+            numbers = parseNumberList(c.text, 4);
+        } catch (const CommandError&) {
+        }
+        EXPECT_EQ(numbers, c.numbers) << "'" << c.text << "'";
+    }
+}
+
+}  // namespace
+}  // namespace tkstream_cli

@@ -1,0 +1,81 @@
+// StoreFileView: a read-only look into a saved store file without importing it.
+//
+// Open() indexes the file: where each dataset's section lies, the attributes a host lists
+// datasets by, and where its node table and pointer table bodies start. A host then loads one
+// dataset, or reads single streamlines straight from the file, reading only the pointer entry and
+// the rows involved. The file is never held in memory as a whole, so files larger than memory
+// work.
+//
+// Binary files give everything. Formatted (text) files have no fixed layout, so for them the
+// single-streamline reads are refused with a clear error; Summary() and LoadDataset() work.
+//
+// Reads from several threads on one open view are safe (each read is a positioned read on the
+// one descriptor; the index does not change after Open). Open() and Close() must not run at the
+// same time as reads. Nothing throws: failures are reported through the library's error report
+// and kept in LastError(). Dataset numbers are 1-based, like the store's.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "common/bounded_array.hpp"
+
+namespace tkstream63 {
+
+class rvStreamSet;
+
+// What a host lists a saved dataset by, read from the dataset's own records.
+struct StoreDatasetSummary {
+    std::string Origin;
+    std::string FileName;
+    std::string DataClass;
+    std::string DateStamp;
+    float SimulationTime = 0;
+    int32_t NumberStreamlines = 0;
+    int32_t NumberWells = 0;
+    int32_t nDataColumns = 0;
+    int32_t MaxRows = 0;
+    bool WAF = false;            // a WAF set is attached
+    int64_t SectionOffset = 0;   // byte where its "STREAMSET>" record starts
+    int64_t SectionLength = 0;   // bytes up to the end of its "<STREAMSET" record
+};
+
+class StoreFileView {
+public:
+    StoreFileView();
+    ~StoreFileView();
+    StoreFileView(const StoreFileView&) = delete;
+    StoreFileView& operator=(const StoreFileView&) = delete;
+
+    // Opens a saved store and indexes it (one sequential pass that reads the small records and
+    // passes over the large bodies). A view already open is closed first.
+    bool Open(const std::string& path);
+    void Close();
+    bool IsOpen() const noexcept;
+    const std::string& Path() const noexcept;
+
+    int32_t DatasetCount() const noexcept;
+    bool Summary(int32_t iDataSet, StoreDatasetSummary& summary) const;
+
+    // Reads and checks that dataset's section only, through the dataset's own import. dataSet is
+    // replaced only when the whole section loaded.
+    bool LoadDataset(int32_t iDataSet, rvStreamSet& dataSet) const;
+
+    // As rvStreamSet::getSingleStreamlineData after a full import: sData is (1 To nnodes, 1 To 8)
+    // with X, Y, Z, I, J, K, TOF, DRT (I, J, K stay 0 without a grid); nCols = 8.
+    bool ReadStreamline(int32_t iDataSet, int32_t iStream, Array<float>& sData, int32_t& nCols,
+                        int32_t& nnodes) const;
+    // As rvStreamSet::getSingleStreamlineTOF: sTOF is (1 To nnodes), left untouched for an
+    // empty streamline (nnodes = 0).
+    bool ReadStreamlineTOF(int32_t iDataSet, int32_t iStream, Array<float>& sTOF, int32_t& nnodes) const;
+
+    // Message of the most recent failure ("" when nothing failed since Open).
+    std::string LastError() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace tkstream63
