@@ -1,5 +1,8 @@
 // StreamStorageHost: how a COM host plugs in its own error reporter and duplicate-name dialog
 // and reads the library's recent reports; and the ordered button collection the dialog gets.
+#include <dispex.h>
+
+#include <algorithm>
 #include <vector>
 
 #include "com/simple_object.hpp"
@@ -10,6 +13,8 @@ namespace tkstream63::com {
 namespace {
 
 constexpr std::string_view kSource = "StreamStorageHost";
+// IID_IDispatchEx (MinGW's uuid library lacks it).
+const IID kIDispatchEx = {0xa6ef9860, 0xc720, 0x11d0, {0x93, 0x37, 0x00, 0xa0, 0xc9, 0x0d, 0xca, 0xa9}};
 
 // ---- the ordered collection of button captions ----
 
@@ -101,14 +106,21 @@ public:
         V_I4(&args[2]) = style;
         V_VT(&args[3]) = VT_BSTR;
         V_BSTR(&args[3]) = SysAllocString(toWide(title).c_str());
-        V_VT(&args[4]) = VT_BYREF | VT_I4;
-        V_I4REF(&args[4]) = &answer;
+        // The choice as a variant by reference: what script hosts can write to.
+        VARIANT answerVariant;
+        VariantInit(&answerVariant);
+        V_VT(&answerVariant) = VT_I4;
+        V_I4(&answerVariant) = 0;
+        V_VT(&args[4]) = VT_BYREF | VT_VARIANT;
+        V_VARIANTREF(&args[4]) = &answerVariant;
         VARIANT result;
         VariantInit(&result);
         if (SUCCEEDED(callHostObject(host_, L"ShowChoice", args, 5, &result))) {
+            if (SUCCEEDED(VariantChangeType(&answerVariant, &answerVariant, 0, VT_I4))) answer = V_I4(&answerVariant);
+            if (answer == 0 && SUCCEEDED(VariantChangeType(&result, &result, 0, VT_I4))) answer = V_I4(&result);
             choice = answer;
-            if (answer == 0 && SUCCEEDED(VariantChangeType(&result, &result, 0, VT_I4))) choice = V_I4(&result);
         }
+        VariantClear(&answerVariant);
         VariantClear(&result);
         for (int k = 0; k < 4; ++k) VariantClear(&args[k]);  // releases the collection too
     }
@@ -213,22 +225,37 @@ void prepareCall() {
 }
 
 HRESULT callHostObject(IDispatch* object, const wchar_t* name, VARIANT* args, UINT count, VARIANT* result) {
+    // Script objects answer IDispatchEx (Wine's VBScript classes answer nothing else).
+    IDispatchEx* scripted = nullptr;
+    object->lpVtbl->QueryInterface(object, kIDispatchEx, reinterpret_cast<void**>(&scripted));
     DISPID member = DISPID_VALUE;
+    HRESULT hr = S_OK;
     if (name != nullptr) {
-        LPOLESTR names[1] = {const_cast<LPOLESTR>(name)};
-        const HRESULT hr = object->lpVtbl->GetIDsOfNames(object, IID_NULL, names, 1, LOCALE_USER_DEFAULT, &member);
-        if (FAILED(hr)) return hr;
+        if (scripted != nullptr) {
+            BSTR text = SysAllocString(name);
+            hr = scripted->lpVtbl->GetDispID(scripted, text, fdexNameCaseInsensitive, &member);
+            SysFreeString(text);
+        } else {
+            LPOLESTR names[1] = {const_cast<LPOLESTR>(name)};
+            hr = object->lpVtbl->GetIDsOfNames(object, IID_NULL, names, 1, LOCALE_USER_DEFAULT, &member);
+        }
     }
-    // IDispatch takes the arguments last first.
-    std::vector<VARIANT> reversed(args, args + count);
-    std::reverse(reversed.begin(), reversed.end());
-    DISPPARAMS params{reversed.data(), nullptr, count, 0};
-    EXCEPINFO exception{};
-    const HRESULT hr = object->lpVtbl->Invoke(object, member, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
-                                              &params, result, &exception, nullptr);
-    SysFreeString(exception.bstrSource);
-    SysFreeString(exception.bstrDescription);
-    SysFreeString(exception.bstrHelpFile);
+    if (SUCCEEDED(hr)) {
+        // IDispatch takes the arguments last first.
+        std::vector<VARIANT> reversed(args, args + count);
+        std::reverse(reversed.begin(), reversed.end());
+        DISPPARAMS params{reversed.data(), nullptr, count, 0};
+        EXCEPINFO exception{};
+        hr = scripted != nullptr
+                 ? scripted->lpVtbl->InvokeEx(scripted, member, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params,
+                                             result, &exception, nullptr)
+                 : object->lpVtbl->Invoke(object, member, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
+                                          &params, result, &exception, nullptr);
+        SysFreeString(exception.bstrSource);
+        SysFreeString(exception.bstrDescription);
+        SysFreeString(exception.bstrHelpFile);
+    }
+    if (scripted != nullptr) scripted->lpVtbl->Release(scripted);
     return hr;
 }
 

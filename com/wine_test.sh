@@ -5,6 +5,9 @@
 #   wine_test.sh <wine> <prefix> <dll> registration     register/unregister checks; ends registered
 #   wine_test.sh <wine> <prefix> <dll> run <program> [args...]
 #   wine_test.sh <wine> <prefix> <dll> script <file.vbs|file.js>
+#   wine_test.sh <wine> <prefix> <dll> files <client.exe> <native resave_store>
+#                  store files cross between the DLL and the native build, and the same store
+#                  gives the same bytes from both
 # Programs and scripts print "N passed, N failed"; a run without that line fails, because Wine's
 # cscript ends with status 0 even when a script stops on an error.
 set -uo pipefail
@@ -64,6 +67,10 @@ case $step in
     "${wine%/*}/wineserver" -k 2>/dev/null  # a server left over from an earlier run
     rm -rf "$prefix"
     wine_out wineboot -i >/dev/null
+    # One server for all the steps instead of one per program (each start costs seconds).
+    "${wine%/*}/wineserver" -w
+    "${wine%/*}/wineserver" -p >/dev/null 2>&1 </dev/null
+    exit 0
     ;;
   shutdown)
     "${wine%/*}/wineserver" -k 2>/dev/null; exit 0
@@ -93,6 +100,25 @@ case $step in
     output=$(wine_out cscript //nologo "$(windows_path "$1")"); status=$?
     echo "$output"
     [ $status -eq 0 ] && grep -qE '^[0-9]+ passed, 0 failed$' <<<"$output"
+    ;;
+  files)
+    # Each build loads a file and writes the store it got: both must write the same bytes.
+    client=$1 native=$2
+    work=$(mktemp -d)
+    w=$(windows_path "$work")
+    wine_out "$client" save "$w\\dll.bin" >/dev/null
+    check "the DLL writes the five-spot store" test -s "$work/dll.bin"
+    "$native" "$work/dll.bin" "$work/native1.bin" >/dev/null
+    check "the native build reads the DLL's file" test -s "$work/native1.bin"
+    wine_out "$client" resave "$w\\dll.bin" "$w\\dll1.bin" >/dev/null
+    check "the same store gives the same bytes from both builds" cmp -s "$work/native1.bin" "$work/dll1.bin"
+    wine_out "$client" resave "$w\\native1.bin" "$w\\dll2.bin" >/dev/null
+    check "the DLL reads the native build's file" test -s "$work/dll2.bin"
+    "$native" "$work/native1.bin" "$work/native2.bin" >/dev/null
+    check "and writes the bytes the native build writes" cmp -s "$work/native2.bin" "$work/dll2.bin"
+    rm -rf "$work"
+    echo "$passed passed, $failed failed"
+    [ "$failed" -eq 0 ]
     ;;
   *)
     echo "unknown step $step" >&2

@@ -9,10 +9,16 @@
 
 #include <sys/types.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
+
+// Windows' C library has no quota error; its implementation maps ERROR_NOT_ENOUGH_QUOTA here.
+#if defined(_WIN32) && !defined(EDQUOT)
+#define EDQUOT 122
+#endif
 
 namespace tkstream63::file_platform {
 
