@@ -34,8 +34,9 @@ void preservingErrno(Call call) {
 std::string randomDigits() {
     uint64_t bits = 0;
     ssize_t got = -1;
-    do got = ::getrandom(&bits, sizeof bits, 0);
-    while (got < 0 && errno == EINTR);
+    do {
+        got = ::getrandom(&bits, sizeof bits, 0);
+    } while (got < 0 && errno == EINTR);
     if (got != static_cast<ssize_t>(sizeof bits)) {  // a system without getrandom
         std::random_device source;
         bits = (uint64_t{source()} << 32) ^ source();
