@@ -38,6 +38,11 @@ using namespace tkstream63;
 const std::vector<int32_t> kSizes = {5000, 10000, 20000, 40000, 100000};
 constexpr int32_t kRuns = 20;  // results of a field history: kRuns origins, one date per step
 
+std::string numbered(std::string text, int32_t number) {
+    text += std::to_string(number);
+    return text;
+}
+
 // A field history: each dataset one time step of one of kRuns runs, with a node table of four
 // nodes so that the file carries a table per dataset.
 std::vector<std::shared_ptr<rvStreamSet>> smallDataSets(int32_t count) {
@@ -47,11 +52,11 @@ std::vector<std::shared_ptr<rvStreamSet>> smallDataSets(int32_t count) {
     dataSets.reserve(static_cast<size_t>(count));
     for (int32_t i = 0; i < count; ++i) {
         auto d = std::make_shared<rvStreamSet>();
-        d->Origin("RUN" + std::to_string(i % kRuns));
+        d->Origin(numbered("RUN", i % kRuns));
         d->GroupName("FIELD");
         d->TVGroupName("Runs");
-        d->DateStamp("step " + std::to_string(i / kRuns));
-        d->UniqueKey("K" + std::to_string(i));
+        d->DateStamp(numbered("step ", i / kRuns));
+        d->UniqueKey(numbered("K", i));
         d->SourceType(i % 2 == 0 ? "SIM" : "FILE");
         d->DataClass(i % 3 == 0 ? "GRID" : "LOGS");
         d->Units(i % 5);

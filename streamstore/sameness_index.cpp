@@ -95,7 +95,7 @@ void SamenessIndex::bringInStep() {
         pending_.clear();
     } catch (...) {
         clear();
-        raiseError(kErrOutOfMemory);
+        throw;
     }
 }
 

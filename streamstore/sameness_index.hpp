@@ -53,8 +53,9 @@ public:
     // or renumbers its list, while the datasets are still held.
     void clear() noexcept;
 
-    // The lowest slot filed under hash for which passes(slot) holds, or -1. Raises Out of memory
-    // when the index cannot be brought in step.
+    // The lowest slot filed under hash for which passes(slot) holds, or -1. Raises the failure
+    // (Out of memory, as a rule) when the index cannot be brought in step; it is then empty and
+    // the next lookup tries again.
     template <class Passes>
     int32_t lowest(Test test, uint64_t hash, Passes&& passes) {
         bringInStep();
