@@ -14,6 +14,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 
 #include "recordfile/file_platform.hpp"
 
@@ -129,7 +130,16 @@ bool openForReading(const std::string& path, FileHandle& file, FileStatus& statu
     return true;
 }
 
-bool createTemporary(const std::string& target, FileHandle& file, std::string& tempPath) {
+std::string temporaryName(const std::string& target) {
+    unsigned parts[2] = {};
+    rand_s(&parts[0]);
+    rand_s(&parts[1]);
+    char suffix[32];
+    std::snprintf(suffix, sizeof suffix, ".tmp-%08x%08x", parts[0], parts[1]);
+    return target + suffix;
+}
+
+bool createTemporary(const std::function<std::string()>& nextName, FileHandle& file, std::string& tempPath) {
     // Owner-only rights from the first instant: a protected DACL with one entry for the owner.
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)", SDDL_REVISION_1, &descriptor, nullptr))
@@ -137,12 +147,7 @@ bool createTemporary(const std::string& target, FileHandle& file, std::string& t
     SECURITY_ATTRIBUTES security{sizeof security, descriptor, FALSE};
     bool created = false;
     for (int attempt = 0; attempt < kTempNameAttempts && !created; ++attempt) {
-        unsigned parts[2] = {};
-        rand_s(&parts[0]);
-        rand_s(&parts[1]);
-        char suffix[32];
-        std::snprintf(suffix, sizeof suffix, ".tmp-%08x%08x", parts[0], parts[1]);
-        tempPath = target + suffix;
+        tempPath = nextName();
         // CREATE_NEW never opens what exists under the name (a file, a link, anything).
         const HANDLE handle = CreateFileW(widePath(tempPath).c_str(), GENERIC_WRITE | READ_CONTROL | WRITE_DAC, 0,
                                           &security, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
