@@ -196,7 +196,7 @@ TEST_F(StreamSetBinaryTest, ATableTooLargeForACutFileIsReportedAsTheCut) {
                                binaryRecord("STREAMLINE", "INTE", 2, 8, {0x80, 0x96, 0x98, 0, 8, 0, 0, 0}, 2),
                                binaryRecord("SLINEDATA", "REAL", 80000000, 320000000, std::vector<uint8_t>(100), 3)})
         bytes.insert(bytes.end(), record.begin(), record.end());
-    bytes.resize(bytes.size() - 4);  // the body's check is not there either
+    bytes.erase(bytes.end() - 4, bytes.end());  // the body's check is not there either
     testing::writeFileBytes(path("cut.rec"), bytes);
     rvStreamSet set;
     EXPECT_FALSE(importSet(set, path("cut.rec")));
