@@ -11,6 +11,7 @@
 
 #include "recordfile/crc32c.hpp"
 #include "recordfile/record_codec.hpp"
+#include "recordfile/record_reseal.hpp"
 
 namespace tkstream63 {
 namespace {
@@ -621,5 +622,53 @@ uint32_t bodyBlockCheck(const RecordLayout& layout, uint64_t block, const uint8_
 }
 
 std::unique_ptr<RecordCodec> makeBinaryCodec(RecordFile& file) { return std::make_unique<BinaryCodec>(file); }
+
+bool resealRecordFile(std::vector<uint8_t>& bytes) {
+    if (bytes.size() < kPreambleBytes || std::memcmp(bytes.data(), kMagic, sizeof kMagic) != 0 ||
+        getLittle32(bytes.data() + sizeof kMagic) != kFormatVersion)
+        return false;
+    size_t end = bytes.size();
+    if (end >= kPreambleBytes + kTrailerBytes &&
+        std::memcmp(bytes.data() + end - kTrailerBytes, kTrailerMagic, sizeof kTrailerMagic) == 0)
+        end -= kTrailerBytes;
+    uint32_t fileCheck = crc32c(0, bytes.data(), kPreambleBytes);
+    uint32_t number = 0;
+    size_t at = kPreambleBytes;
+    while (at < end) {
+        uint8_t* record = bytes.data() + at;
+        const size_t keywordBytes = record[0];
+        const size_t headerBytes = kHeaderV2.fixedBytes + keywordBytes;
+        if (keywordBytes > kMaxKeywordBytes || headerBytes > end - at) break;
+        uint8_t* fields = record + 1 + keywordBytes;
+        const uint64_t bodyBytes = getLittle64(fields + 8);
+        const uint64_t padding = uint64_t{fields[16]} | (uint64_t{fields[17]} << 8);
+        const uint64_t blocks = (bodyBytes + kBlockBytes - 1) / kBlockBytes;
+        const uint64_t room = end - at - headerBytes;
+        if (padding > room || bodyBytes > room - padding || blocks * kCheckBytes > room - padding - bodyBytes) break;
+        putLittle32(fields + kNumberAt, ++number);
+        const uint32_t headerCrc = crc32c(0, record, headerBytes - kCheckBytes);
+        putLittle32(fields + kHeaderV2.crcAt, headerCrc);
+        fileCheck = crc32c(fileCheck, fields + kHeaderV2.crcAt, kCheckBytes);
+        uint8_t* body = record + headerBytes + padding;
+        std::fill(record + headerBytes, body, uint8_t{0});
+        uint8_t* checks = body + bodyBytes;
+        for (uint64_t k = 0; k < blocks; ++k) {
+            const uint64_t first = k * kBlockBytes;
+            const auto n = static_cast<size_t>(std::min(kBlockBytes, bodyBytes - first));
+            putLittle32(checks + kCheckBytes * k, crc32c(blockCheckSeed(headerCrc, k), body + first, n));
+        }
+        fileCheck = crc32c(fileCheck, checks, static_cast<size_t>(blocks * kCheckBytes));
+        at += static_cast<size_t>(headerBytes + padding + bodyBytes + blocks * kCheckBytes);
+    }
+    bytes.resize(at + kTrailerBytes);
+    uint8_t* trailer = bytes.data() + at;
+    std::memset(trailer, 0, kTrailerBytes);
+    std::memcpy(trailer, kTrailerMagic, sizeof kTrailerMagic);
+    putLittle64(trailer + kTrailerCountAt, number);
+    putLittle64(trailer + kTrailerLengthAt, bytes.size());
+    putLittle32(trailer + kTrailerCheckAt, fileCheck);
+    putLittle32(trailer + kTrailerCrcAt, crc32c(0, trailer, kTrailerCrcAt));
+    return true;
+}
 
 }  // namespace tkstream63

@@ -1,4 +1,5 @@
-// Internal: for tests, tools and fuzzers that build or change binary record files in memory.
+// Internal: for tests, tools and fuzzers that build or change binary record files in memory
+// (implemented beside the binary codec, whose layout it follows).
 #pragma once
 
 #include <cstdint>
