@@ -14,6 +14,9 @@ namespace {
 
 // ---- imports ----
 
+// Inputs are small: a small read buffer spares the allocator a fresh large block per input.
+constexpr size_t kInputBuffer = 4096;
+
 // Opens the input as a record file and imports it into a fresh T, within the load's budget.
 template <class T>
 void importInto(const uint8_t* data, size_t size) {
@@ -22,7 +25,7 @@ void importInto(const uint8_t* data, size_t size) {
     if (path.empty()) return;
     {
         LoadMemoryCheck check(size);
-        RecordFile file;
+        RecordFile file(kInputBuffer);
         if (file.OpenForReading(path)) {
             T object;
             bool qOK = false;
@@ -80,6 +83,20 @@ std::shared_ptr<rvWAFSet> scriptedWafSet(Script& s) {
         set->setWellTypes(s.values<int32_t>(wells, [&] { return s.upTo(3); }), wells, ok);
         set->setWellIndices(s.values<int32_t>(wells, [&] { return s.upTo(6); }), wells, ok);
         set->setWellsDefined(s.values<bool>(wells, [&] { return s.flag(); }), wells, ok);
+    }
+    // The file keeps at least one injector, and "WAFDATA" also fills the rate of the producer row
+    // named by the last "CNT" before it: with more injectors than producers that row is none.
+    const int32_t producers = s.upTo(2), injectors = producers + 1 + s.upTo(1);
+    for (const int32_t n : {producers, injectors}) {
+        if (n == 0) continue;
+        auto number = [&] { return s.upTo(6); };
+        const auto first = s.values<int32_t>(n, number), count = s.values<int32_t>(n, number),
+                   other = s.values<int32_t>(n, number), total = s.values<int32_t>(n, number);
+        const auto rate = s.values<float>(n, [&] { return s.real(); });
+        if (n == producers)
+            set->setProducersData(first, count, other, total, rate, n, ok);
+        else
+            set->setInjectorsData(first, count, other, total, rate, n, ok);
     }
     const int32_t columns = 1 + s.upTo(8), rows = s.upTo(6);
     Array<float> table(1, columns, 1, rows);
@@ -231,6 +248,11 @@ void writePath(const uint8_t* data, size_t size) {
     require(saved.NumberOfStreamSets() == loaded.NumberOfStreamSets() && saved.RootKey() == loaded.RootKey() &&
                 saved.MainKey() == loaded.MainKey(),
             "the store");
+    std::string difference;
+    if (!saved.sameContents(loaded, difference)) {
+        std::fprintf(stderr, "write path: %s\n", difference.c_str());
+        require(false, "the store's contents");
+    }
     for (int32_t i = 1; i <= saved.NumberOfStreamSets(); ++i) {
         std::shared_ptr<rvStreamSet> a, b;
         require(saved.GetDataSet(i, a) && loaded.GetDataSet(i, b) && a && b, "a dataset");

@@ -218,8 +218,8 @@ protected:
         const size_t perChunk = kScratchChunk / width;
         for (size_t first = 0; first < n; first += perChunk) {
             const size_t items = std::min(perChunk, n - first);
-            encodeItems(type, values, first, items, scratch());
-            if (!streamOut(scratch(), items * width)) return false;
+            encodeItems(type, values, first, items, scratch(items * width));
+            if (!streamOut(scratch(items * width), items * width)) return false;
         }
         return true;
     }
@@ -335,8 +335,8 @@ protected:
         const size_t perChunk = kScratchChunk / width;
         for (size_t first = 0; first < n; first += perChunk) {
             const size_t items = std::min(perChunk, n - first);
-            if (!streamIn(scratch(), items * width)) return false;
-            if (values != nullptr) decodeItems(type, scratch(), items, values, first);
+            if (!streamIn(scratch(items * width), items * width)) return false;
+            if (values != nullptr) decodeItems(type, scratch(items * width), items, values, first);
         }
         return true;
     }
@@ -540,7 +540,7 @@ private:
     // The padding before a body must be zeros; anything else is damage.
     bool skipPadding(uint64_t padding, const std::string& keyword) {
         if (padding == 0) return true;
-        uint8_t* bytes = scratch();
+        uint8_t* bytes = scratch(padding);
         if (!file_.takeBytes(bytes, padding)) return failHeader(file_.LastErrorCode(), file_.LastError());
         for (uint64_t i = 0; i < padding; ++i)
             if (bytes[i] != 0)
@@ -567,7 +567,7 @@ private:
         if (n > bodyLeft_) return markDamaged("its items run past the end of its body");
         for (size_t done = 0; done < n;) {
             const size_t piece = std::min(destination != nullptr ? kDirectChunk : kScratchChunk, n - done);
-            uint8_t* target = destination != nullptr ? destination + done : scratch();
+            uint8_t* target = destination != nullptr ? destination + done : scratch(piece);
             if (!file_.takeBytes(target, piece)) return bodyUnreadable();
             checkBody(target, piece);
             done += piece;
@@ -587,8 +587,10 @@ private:
         return failRecord(file_.LastErrorCode(), "its body cannot be read: " + file_.LastError());
     }
 
-    uint8_t* scratch() {
-        if (scratch_.empty()) scratch_.resize(kScratchChunk);
+    // At least bytes (at most kScratchChunk) of scratch space; it grows with the bodies that need
+    // it, so a small file does not pay for a whole chunk.
+    uint8_t* scratch(size_t bytes) {
+        if (scratch_.size() < bytes) scratch_.resize(std::max(bytes, std::min(2 * scratch_.size(), kScratchChunk)));
         return scratch_.data();
     }
 
