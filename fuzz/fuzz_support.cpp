@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -42,14 +44,27 @@ std::string inMemoryFile(const uint8_t* data, size_t size) {
     return "/proc/self/fd/" + std::to_string(fd);
 }
 
+namespace {
+
+std::string& scratchPath() {
+    static std::string path;
+    return path;
+}
+
+}  // namespace
+
 std::string scratchFolder() {
-    static const std::string folder = [] {
+    if (scratchPath().empty()) {
         std::string path = (::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
         path += "/tkstream63-fuzz-" + std::to_string(::getpid());
         ::mkdir(path.c_str(), 0700);
-        return path;
-    }();
-    return folder;
+        scratchPath() = path;
+        std::atexit([] {
+            std::error_code ignored;
+            std::filesystem::remove_all(scratchPath(), ignored);
+        });
+    }
+    return scratchPath();
 }
 
 void quietHost() {
@@ -76,6 +91,7 @@ void onMalloc(const volatile void*, size_t size) {
     if (!counting) return;
     liveBytes += static_cast<int64_t>(size);
     if (liveBytes > allowedBytes) {
+        counting = false;  // the crash report allocates too
         std::fprintf(stderr, "load grew the heap by %lld bytes, over its budget of %lld\n",
                      static_cast<long long>(liveBytes), static_cast<long long>(allowedBytes));
         __builtin_trap();
@@ -95,8 +111,13 @@ void installHooks() {
 
 }  // namespace
 
+// The budget is charged for the tables and strings a file asks for; the objects themselves, the
+// read buffer and the error texts are not charged and get this much on top.
+constexpr size_t kUnchargedBytes = size_t{1} << 20;
+
 LoadMemoryCheck::LoadMemoryCheck(size_t fileBytes)
-    : budget_(static_cast<size_t>(kLoadMemoryFactor) * fileBytes + static_cast<size_t>(kLoadMemoryAllowance)) {
+    : budget_(static_cast<size_t>(kLoadMemoryFactor) * fileBytes + static_cast<size_t>(kLoadMemoryAllowance) +
+              kUnchargedBytes) {
 #ifdef TKSTREAM63_HEAP_HOOKS
     installHooks();
     liveBytes = 0;

@@ -23,7 +23,7 @@ void quietHost();
 void forgetErrors();
 
 // Traps when the heap grows during a load by more than the load's budget for a file of this
-// size (6 x size + 48 MiB). Counting needs the sanitizer allocator's hooks: in builds without
+// size (6 x size + 48 MiB, and 1 MiB for what the budget does not charge). Counting needs the sanitizer allocator's hooks: in builds without
 // them the check is a no-op.
 class LoadMemoryCheck {
 public:
