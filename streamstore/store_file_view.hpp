@@ -1,6 +1,6 @@
 // StoreFileView: a read-only look into a saved store file without importing it.
 //
-// Open() indexes the file: where each dataset's section lies, the attributes a host lists
+// Open() finds the file's index: where each dataset's section lies, the attributes a host lists
 // datasets by, and where its node table and pointer table bodies start. A host then loads one
 // dataset, or reads single streamlines straight from the file, reading only the pointer entry and
 // the rows involved. The file is never held in memory as a whole, so files larger than memory
@@ -16,6 +16,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -48,11 +49,19 @@ public:
     StoreFileView(const StoreFileView&) = delete;
     StoreFileView& operator=(const StoreFileView&) = delete;
 
-    // Opens a saved store and indexes it (one sequential pass that reads the small records and
-    // passes over the large bodies). A view already open is closed first.
-    bool Open(const std::string& path);
+    // Called now and then while Open passes over a file: bytes passed so far, and the file's size.
+    using Progress = std::function<void(int64_t bytesRead, int64_t totalBytes)>;
+
+    // Opens a saved store. A binary store written by this version carries an index of its
+    // datasets at its end: Open reads the trailer and that index only. Other files (older ones,
+    // the formatted form, or one whose index is missing, damaged or inconsistent) are indexed in
+    // one sequential pass that reads the small records and passes over the large bodies,
+    // reporting progress. A view already open is closed first.
+    bool Open(const std::string& path, Progress progress = {});
     void Close();
     bool IsOpen() const noexcept;
+    // Whether the open file was indexed from its own index record (rather than by a pass).
+    bool FromIndex() const noexcept;
     const std::string& Path() const noexcept;
 
     int32_t DatasetCount() const noexcept;
