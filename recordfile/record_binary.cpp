@@ -619,7 +619,7 @@ private:
 }  // namespace
 
 bool decodeTrailer(const uint8_t* bytes, TrailerFacts& facts) {
-    static_assert(kFileTrailerBytes == kTrailerBytes);
+    static_assert(kFileTrailerBytes == kTrailerBytes && kFilePreambleBytes == kPreambleBytes);
     if (std::memcmp(bytes, kTrailerMagic, sizeof kTrailerMagic) != 0 ||
         crc32c(0, bytes, kTrailerCrcAt) != getLittle32(bytes + kTrailerCrcAt))
         return false;

@@ -51,6 +51,7 @@ struct TrailerFacts {
     int64_t indexLength = 0;
 };
 inline constexpr size_t kFileTrailerBytes = 52;
+inline constexpr int64_t kFilePreambleBytes = 12;
 // Decodes the last kFileTrailerBytes of a file; false when they are not an intact trailer.
 bool decodeTrailer(const uint8_t* bytes, TrailerFacts& facts);
 

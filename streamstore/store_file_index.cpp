@@ -20,7 +20,6 @@ constexpr const char* kPointerKeyword = "ISLINEDATA";
 constexpr uint32_t kIndexLayout = 1;
 // The smallest a dataset section can be: its two empty markers.
 constexpr int64_t kSmallestSection = 2 * 37;
-constexpr int64_t kPreambleBytes = 12;
 
 class Writer {
 public:
@@ -226,7 +225,7 @@ bool decodeStoreIndex(const uint8_t* bytes, size_t n, int64_t recordsEnd, std::v
         return false;
     }
     std::vector<StoreIndexEntry> decoded;
-    int64_t previousEnd = kPreambleBytes;
+    int64_t previousEnd = kFilePreambleBytes;
     int64_t previousRecord = 0;
     for (uint32_t k = 1; k <= count && !r.failed; ++k) {
         StoreIndexEntry e;

@@ -3,6 +3,7 @@
 #include "streamstore/store_file_view.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -54,10 +55,20 @@ struct StoreFileView::State {
     mutable std::mutex errorLock;
     mutable std::string lastError;
     // The block checks of a table body, read once on its first use (4 bytes per 64 KiB), so that
-    // a partial read costs one positioned read per run of blocks.
+    // a partial read costs one positioned read per run of blocks; and which blocks a read has
+    // found intact since Open (one bit per block). A later read inside verified blocks reads just
+    // its values: the file is taken not to change while it is open, as with the index.
     struct TableChecks {
         std::once_flag once;
         std::vector<uint32_t> values;
+        std::unique_ptr<std::atomic<uint64_t>[]> verified;
+
+        bool isVerified(int64_t block) const {
+            return (verified[static_cast<size_t>(block / 64)].load(std::memory_order_acquire) >> (block % 64)) & 1;
+        }
+        void markVerified(int64_t block) const {
+            verified[static_cast<size_t>(block / 64)].fetch_or(uint64_t{1} << (block % 64), std::memory_order_release);
+        }
     };
     std::unique_ptr<TableChecks[]> checks;  // per dataset: its node table, then its pointer table
 
@@ -69,7 +80,7 @@ struct StoreFileView::State {
         checks.reset();
     }
 
-    const std::vector<uint32_t>& checksOf(int32_t iDataSet, const StoreTableBody& body, bool nodes) const {
+    const TableChecks& checksOf(int32_t iDataSet, const StoreTableBody& body, bool nodes) const {
         TableChecks& table = checks[2 * static_cast<size_t>(iDataSet - 1) + (nodes ? 0 : 1)];
         std::call_once(table.once, [&] {
             const auto count = static_cast<size_t>((body.layout.bodyBytes + kBodyBlockBytes - 1) / kBodyBlockBytes);
@@ -78,9 +89,10 @@ struct StoreFileView::State {
             std::vector<uint32_t> values(count);
             for (size_t b = 0; b < count; ++b)
                 for (size_t k = 4; k-- > 0;) values[b] = (values[b] << 8) | bytes[4 * b + k];
+            table.verified = std::make_unique<std::atomic<uint64_t>[]>(count / 64 + 1);
             table.values = std::move(values);
         });
-        return table.values;
+        return table;
     }
 
     void setLastError(std::string message) const {
@@ -146,12 +158,16 @@ struct StoreFileView::State {
         const RecordLayout& layout = body.layout;
         const int64_t from = 4 * first;
         const int64_t bytes = 4 * n;
-        if (layout.checksOffset < 0) {
+        const int64_t firstBlock = from / kBodyBlockBytes;
+        const int64_t lastBlock = (from + bytes - 1) / kBodyBlockBytes;
+        const TableChecks* checks = layout.checksOffset < 0 ? nullptr : &checksOf(iDataSet, body, nodes);
+        bool verified = true;
+        for (int64_t b = firstBlock; checks != nullptr && verified && b <= lastBlock; ++b)
+            verified = checks->isVerified(b);
+        if (verified) {
             readExactly(layout.bodyOffset + from, values, static_cast<size_t>(bytes));
         } else {
-            const std::vector<uint32_t>& stored = checksOf(iDataSet, body, nodes);
-            const int64_t firstBlock = from / kBodyBlockBytes;
-            const int64_t lastBlock = (from + bytes - 1) / kBodyBlockBytes;
+            const std::vector<uint32_t>& stored = checks->values;
             const int64_t start = firstBlock * kBodyBlockBytes;
             const int64_t end = std::min(layout.bodyBytes, (lastBlock + 1) * kBodyBlockBytes);
             // One buffer per thread, kept between reads.
@@ -169,6 +185,7 @@ struct StoreFileView::State {
                                    " at byte " + number(layout.headerOffset) + " of '" + path +
                                    "': checksum mismatch in block " + number(b + 1) + " (body bytes from " +
                                    number(b * kBodyBlockBytes) + "): the block is damaged and none of its values are returned");
+                checks->markVerified(b);
             }
             std::memcpy(values, blocks.data() + (from - start), static_cast<size_t>(bytes));
         }
@@ -220,30 +237,19 @@ void raiseFileFailure(const RecordFile& file) {
     raiseError(file.LastErrorCode() < 0 ? -file.LastErrorCode() : kErrBadFileFormat, file.LastError());
 }
 
-
 // The index record through the trailer: the trailer and the record's own checks must be intact,
 // and every section it names must start with a dataset's opening record. Anything else leaves
-// the view to index the file by passing over it (problem says why).
-bool readIndexRecord(const std::string& path, file_platform::FileHandle handle, ViewIndex& index,
-                     std::string& problem) {
-    if (index.fileSize < int64_t{12 + kFileTrailerBytes}) return false;
+// the view to index the file by passing over it.
+bool readIndexRecord(const std::string& path, file_platform::FileHandle handle, ViewIndex& index) {
+    if (index.fileSize < kFilePreambleBytes + static_cast<int64_t>(kFileTrailerBytes)) return false;
     uint8_t trailer[kFileTrailerBytes];
     TrailerFacts facts;
     const int64_t trailerAt = index.fileSize - static_cast<int64_t>(kFileTrailerBytes);
     if (file_platform::readAt(handle, trailer, sizeof trailer, trailerAt) != static_cast<ssize_t>(sizeof trailer) ||
-        !decodeTrailer(trailer, facts) || facts.fileLength != index.fileSize) {
-        problem = "the file has no intact trailer";
+        !decodeTrailer(trailer, facts) || facts.fileLength != index.fileSize ||
+        facts.indexOffset < kFilePreambleBytes || facts.indexLength <= 0 || facts.indexLength > kLargestIndex ||
+        facts.indexOffset > trailerAt - facts.indexLength || facts.records < 2)
         return false;
-    }
-    if (facts.indexOffset == 0 && facts.indexLength == 0) {
-        problem = "the file has no index";
-        return false;
-    }
-    if (facts.indexOffset < 12 || facts.indexLength <= 0 || facts.indexLength > kLargestIndex ||
-        facts.indexOffset > trailerAt - facts.indexLength || facts.records < 2) {
-        problem = "the trailer places the index outside the records";
-        return false;
-    }
     // The index is the record before the store's closing record, the last of the file.
     RecordFile file(kSmallBuffer);
     RecordIO io;
@@ -254,25 +260,21 @@ bool readIndexRecord(const std::string& path, file_platform::FileHandle handle, 
         io.ReadRecordHeader(file, header.keyword, header.count, header.type, ok) < 0 ||
         header.keyword != kStoreIndexKeyword || header.type != kStoreIndexType || header.count < 1 ||
         io.ReadIntegerArray(header.count, "'", file, words, ok) < 0 ||
-        file.position() != facts.indexOffset + facts.indexLength) {
-        problem = file.LastError().empty() ? "the trailer does not point at the index record" : file.LastError();
+        file.position() != facts.indexOffset + facts.indexLength)
         return false;
-    }
     std::vector<uint8_t> body(4 * words.size());
     for (size_t k = 0; k < body.size(); ++k)
         body[k] = static_cast<uint8_t>(static_cast<uint32_t>(words.data()[k / 4]) >> (8 * (k % 4)));
     std::vector<StoreIndexEntry> entries;
+    std::string problem;
     if (!decodeStoreIndex(body.data(), body.size(), facts.indexOffset, entries, problem)) return false;
     RecordFile sections(kSmallBuffer);
     if (!sections.OpenForReading(path)) return false;
     for (const StoreIndexEntry& e : entries) {
         if (!sections.codec()->startAt(e.summary.SectionOffset, e.sectionRecord) ||
             io.ReadRecordHeader(sections, header.keyword, header.count, header.type, ok) < 0 ||
-            header.keyword != "STREAMSET>" || header.count != 0) {
-            problem = "the index names a dataset section at byte " + number(e.summary.SectionOffset) +
-                      " where none starts";
+            header.keyword != "STREAMSET>" || header.count != 0)
             return false;
-        }
     }
     index.entries = std::move(entries);
     index.fromIndex = true;
@@ -336,8 +338,7 @@ bool StoreFileView::Open(const std::string& path, Progress progress) {
         if (status.kind != file_platform::FileKind::Regular)
             raiseError(kErrBadFileFormat, "'" + path + "' is not a regular file");
         index.fileSize = status.size;
-        std::string problem;
-        if (!readIndexRecord(path, s.file, index, problem)) {
+        if (!readIndexRecord(path, s.file, index)) {
             index = ViewIndex{};
             index.fileSize = status.size;
             passOverRecords(path, index, progress);
