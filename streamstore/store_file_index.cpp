@@ -4,6 +4,9 @@
 #include <bit>
 #include <cstring>
 
+#include "recordfile/record_io.hpp"
+#include "recordfile/record_reading_loop.hpp"
+
 namespace tkstream63 {
 
 namespace {
@@ -272,6 +275,44 @@ bool decodeStoreIndex(const uint8_t* bytes, size_t n, int64_t recordsEnd, std::v
     }
     entries = std::move(decoded);
     return true;
+}
+
+struct StoreIndexWriter::Notes {
+    std::vector<StoreIndexEntry> entries;
+    StoreIndexBuilder builder{entries};
+};
+
+StoreIndexWriter::StoreIndexWriter(RecordFile& file) : file_(file) {
+    if (file.Form() != RecordForm::Binary || file.codec() == nullptr) return;
+    notes_ = std::make_unique<Notes>();
+    file.codec()->observeWrites([notes = notes_.get()](const WrittenRecord& w) {
+        notes->builder.record(SeenRecord{w.keyword, w.typeName, w.count, w.layout, w.endOffset}, w.values);
+    });
+}
+
+StoreIndexWriter::~StoreIndexWriter() {
+    if (notes_ && file_.codec() != nullptr) file_.codec()->observeWrites({});
+}
+
+// The body's bytes travel as little-endian 32-bit items.
+bool StoreIndexWriter::Finish() {
+    if (!notes_ || file_.codec() == nullptr) return true;
+    file_.codec()->observeWrites({});
+    std::vector<StoreIndexEntry> entries = std::move(notes_->entries);
+    notes_.reset();
+    if (entries.empty()) return true;
+    const std::vector<uint8_t> body = encodeStoreIndex(entries);
+    Array<int32_t> words;
+    words.redimForOverwrite(1, itemCountOf(body.size() / 4));
+    for (size_t k = 0; k < words.size(); ++k)
+        words.data()[k] = static_cast<int32_t>(uint32_t{body[4 * k]} | uint32_t{body[4 * k + 1]} << 8 |
+                                               uint32_t{body[4 * k + 2]} << 16 | uint32_t{body[4 * k + 3]} << 24);
+    file_.codec()->markIndexRecord();
+    RecordIO io;
+    bool ok = false;
+    io.WriteRecordHeader(file_, kStoreIndexKeyword, words.ubound(), kStoreIndexType, ok);
+    if (ok) io.WriteIntegerArray(words.ubound(), "", words, file_, ok);
+    return ok;
 }
 
 }  // namespace tkstream63

@@ -17,7 +17,6 @@ namespace tkstream63 {
 // The index record: an "INTE" record right before the store's closing record, its body the bytes
 // of encodeStoreIndex as little-endian 32-bit words. Readers that do not know it read it past
 // (and so check it) like any unknown record.
-inline constexpr const char* kStoreIndexKeyword = "STOREINDEX";
 inline constexpr const char* kStoreIndexType = "INTE";
 
 // A table body in the file: its bounds as announced before it and where its values start.

@@ -25,6 +25,29 @@
 namespace tkstream63 {
 
 class rvStreamSet;
+class RecordFile;
+
+// The keyword of the index record a binary store file ends with (just before its closing record).
+inline constexpr const char* kStoreIndexKeyword = "STOREINDEX";
+
+// Builds the index of a store's binary file from its records as they are written, and writes it.
+// The store's export uses it; so does a tool that copies a store's records one by one (it passes
+// over "STOREINDEX" records it reads and calls Finish() right before writing "<STREAMSTORE").
+// Does nothing for the formatted form.
+class StoreIndexWriter {
+public:
+    explicit StoreIndexWriter(RecordFile& file);  // from here on, records written are noted
+    ~StoreIndexWriter();
+    StoreIndexWriter(const StoreIndexWriter&) = delete;
+    StoreIndexWriter& operator=(const StoreIndexWriter&) = delete;
+    // Writes the index record (when at least one dataset was written); false when the write failed.
+    bool Finish();
+
+private:
+    struct Notes;
+    RecordFile& file_;
+    std::unique_ptr<Notes> notes_;
+};
 
 // What a host lists a saved dataset by, read from the dataset's own records.
 struct StoreDatasetSummary {

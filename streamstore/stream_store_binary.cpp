@@ -1,15 +1,13 @@
 // rvStreamStore: the store file, its own records bracketing every dataset's section.
 #include <array>
 #include <memory>
-#include <vector>
 
 #include "common/errors.hpp"
 #include "common/version.hpp"
 #include "info/stream_storage_info.hpp"
 #include "recordfile/constant_list.hpp"
-#include "recordfile/record_codec.hpp"
 #include "recordfile/record_reading_loop.hpp"
-#include "streamstore/store_file_index.hpp"
+#include "streamstore/store_file_view.hpp"
 #include "streamstore/stream_store.hpp"
 
 namespace tkstream63 {
@@ -50,42 +48,13 @@ struct rvStreamStore::BinaryForm {
         writer.record("FOLDERKEY", "CHAR", {s.FolderKey_});
         const int32_t numberOfSets = s.NumberOfStreamSets();
         writer.record("NUMSETS", "INTE", {numberOfSets});
-        // The binary form ends the store with an index of its datasets (see StoreFileView),
-        // built from the records as they are written.
-        RecordCodec* codec = file.Form() == RecordForm::Binary && numberOfSets > 0 ? file.codec() : nullptr;
-        std::vector<StoreIndexEntry> entries;
-        StoreIndexBuilder builder(entries);
-        struct Observing {
-            RecordCodec* codec;
-            ~Observing() {
-                if (codec != nullptr) codec->observeWrites({});
-            }
-        } observing{codec};
-        if (codec != nullptr)
-            codec->observeWrites([&](const WrittenRecord& w) {
-                builder.record(SeenRecord{w.keyword, w.typeName, w.count, w.layout, w.endOffset}, w.values);
-            });
+        // The binary form ends the store with an index of its datasets (see StoreFileView), built
+        // from the records as they are written. An empty store has none.
+        StoreIndexWriter index(file);
         for (int32_t i = 1; i <= numberOfSets; ++i) s.dataSetAt(i).BINARYEXPORT(file, qOK);
-        if (codec != nullptr) {
-            codec->observeWrites({});
-            writeIndex(io, file, entries);
-        }
+        index.Finish();
         writer.marker("<STREAMSTORE");
         qOK = writer.lastOK();
-    }
-
-    // A failed write spoils the export (the commit refuses it), so its result needs no check here.
-    static void writeIndex(RecordIO& io, RecordFile& file, const std::vector<StoreIndexEntry>& entries) {
-        const std::vector<uint8_t> body = encodeStoreIndex(entries);
-        Array<int32_t> words;
-        words.redimForOverwrite(1, itemCountOf(body.size() / 4));
-        for (size_t k = 0; k < words.size(); ++k)
-            words.data()[k] = static_cast<int32_t>(uint32_t{body[4 * k]} | uint32_t{body[4 * k + 1]} << 8 |
-                                                   uint32_t{body[4 * k + 2]} << 16 | uint32_t{body[4 * k + 3]} << 24);
-        file.codec()->markIndexRecord();
-        bool ok = false;
-        io.WriteRecordHeader(file, kStoreIndexKeyword, words.ubound(), kStoreIndexType, ok);
-        io.WriteIntegerArray(words.ubound(), "", words, file, ok);
     }
 
     // ---- import ----
