@@ -132,8 +132,13 @@ int main(int argc, char** argv) {
     for (auto& pick : picks) pick = {pickSet(random), pickLine(random)};
     Array<float> data;
     int32_t cols = 0, nodes = 0;
-    std::vector<double> warm, cold, raw;
-    for (const auto& [k, i] : picks) view.ReadStreamline(k, i, data, cols, nodes);  // warms the cache
+    std::vector<double> first, warm, cold, raw;
+    // The first read of each streamline warms the cache and checks the blocks it touches.
+    for (const auto& [k, i] : picks) {
+        start = Clock::now();
+        view.ReadStreamline(k, i, data, cols, nodes);
+        first.push_back(msSince(start));
+    }
     const double rss = residentMB() - baseline;
     for (const auto& [k, i] : picks) {
         start = Clock::now();
@@ -200,7 +205,9 @@ int main(int argc, char** argv) {
     std::filesystem::remove(path);
     std::printf("{\"file_mb\": %.1f, \"open_ms\": %.3f, \"list_ms\": %.4f, \"load_one_dataset_ms\": %.2f, "
                 "\"raw_read_one_dataset_ms\": %.2f, \"read_streamline_warm_ms\": %.4f, \"read_streamline_cold_ms\": %.4f, "
-                "\"raw_pread_streamline_ms\": %.4f, \"full_import_ms\": %.1f, \"rss_open_plus_1000_streamlines_mb\": %.2f}\n",
-                fileMB, openMs, listMs, loadMs, rawLoadMs, median(warm), median(cold), median(raw), fullMs, rss);
+                "\"raw_pread_streamline_ms\": %.4f, \"full_import_ms\": %.1f, \"rss_open_plus_1000_streamlines_mb\": %.2f, "
+                "\"read_streamline_first_ms\": %.4f, \"warm_vs_raw_pread\": %.2f}\n",
+                fileMB, openMs, listMs, loadMs, rawLoadMs, median(warm), median(cold), median(raw), fullMs, rss,
+                median(first), median(warm) / median(raw));
     return 0;
 }

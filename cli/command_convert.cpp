@@ -3,6 +3,7 @@
 #include "cli/commands.hpp"
 #include "cli/progress.hpp"
 #include "cli/record_scan.hpp"
+#include "streamstore/store_file_view.hpp"
 
 namespace tkstream_cli {
 
@@ -50,7 +51,15 @@ int runConvert(const ConvertOptions& options, const Console& console) {
     if (!out.OpenForWriting(options.output, form)) throw CommandError(out.LastError());
     RecordIO io;
     std::string writeProblem;
+    // A store's index describes the bytes of its own file: it is left out and, in a binary
+    // output, written afresh from the records copied.
+    StoreIndexWriter index(out);
     const std::vector<ScanProblem> problems = scanRecords(in, [&](const ScannedRecord& record) {
+        if (record.keyword == kStoreIndexKeyword) return true;
+        if (record.keyword == "<STREAMSTORE" && record.type == "CHAR" && !index.Finish()) {
+            writeProblem = out.LastError();
+            return false;
+        }
         if (std::holds_alternative<std::monostate>(record.values)) {
             writeProblem = inQuotes(options.input) + ": record '" + record.keyword + "' at byte " +
                            std::to_string(record.offset) + " has item type '" + record.type +

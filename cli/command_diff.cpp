@@ -13,6 +13,7 @@
 #include "cli/progress.hpp"
 #include "cli/record_fields.hpp"
 #include "cli/record_scan.hpp"
+#include "streamstore/store_file_view.hpp"
 
 namespace tkstream_cli {
 
@@ -86,6 +87,8 @@ FileModel readModel(const std::string& path, const Console& console) {
             if (open.size() > 1) open.pop_back();
             return true;
         }
+        // A store's index describes where its own records lie, not what they hold.
+        if (record.keyword == kStoreIndexKeyword) return true;
         Open& current = open.back();
         if (record.keyword == "CNT" && record.type == "INTE" && record.count >= 1) {
             current.row = std::get<Array<int32_t>>(record.values).data()[0];

@@ -5,6 +5,7 @@
 
 #include "cli/progress.hpp"
 #include "cli/record_scan.hpp"
+#include "streamstore/store_file_view.hpp"
 
 namespace tkstream_cli {
 
@@ -81,8 +82,6 @@ void readFacts(const std::string& path, const Console& console, LoadedStore& sto
     store.facts.form = file.Form();
     store.facts.bytes = file.TotalBytes();
     store.facts.formatVersion = formatVersionOf(path, file.Form());
-    // The current record format has no index: every reader walks the records.
-    store.facts.indexed = false;
     int32_t column = 0;
     walkHeaders(file, path, [&](RecordIO& io, const std::string& keyword, int32_t count, const std::string& type) {
         ++store.facts.records;
@@ -98,6 +97,12 @@ void readFacts(const std::string& path, const Console& console, LoadedStore& sto
         }
         return true;
     });
+    // A binary store written by this version ends with an index of its datasets; "indexed" means
+    // the view opens the file from it (the records were checked by the walk above).
+    if (store.facts.form == RecordForm::Binary) {
+        StoreFileView view;
+        store.facts.indexed = view.Open(path) && view.FromIndex();
+    }
 }
 
 // Passes over the rest of a dataset section whose opening record was just read.
@@ -117,8 +122,7 @@ const char* formName(RecordForm form) { return form == RecordForm::Binary ? "bin
 // Second pass: the store's own records are read here and every dataset is loaded in full, its
 // section handed to the dataset's own import as the store's import does, but without the store's
 // duplicate handling, so every dataset of the file is kept as it is (none is renamed, dropped or
-// asked about). Where the library offers a read-only view of a store file or an index of its
-// records, that takes the place of both passes here; the commands need not change.
+// asked about).
 LoadedStore loadStore(const std::string& path, const Console& console, std::optional<int32_t> onlyDataSet) {
     LoadedStore store;
     std::vector<std::vector<std::string>> units;

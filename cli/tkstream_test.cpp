@@ -129,6 +129,7 @@ TEST(Tkstream, EveryCommandWorksOnBothForms) {
         } cases[] = {
             {{"info", store}, "3  FIVESPOT"},
             {{"info", store, "--json"}, "\"streamlines\": " + std::to_string(files.streamlines)},
+            {{"info", store, "--json"}, store == files.binary() ? "\"index\": true" : "\"index\": false"},
             {{"dump", store}, "<WAF"},
             {{"dump", store, "--dataset", "2", "--values", "--json"}, "\"keyword\": \"WAFDATA\""},
             {{"verify", store}, "OK\n"},

@@ -254,8 +254,8 @@ protected:
         std::memcpy(trailer, kTrailerMagic, sizeof kTrailerMagic);
         putLittle64(trailer + kTrailerCountAt, static_cast<uint64_t>(recordsDone_));
         putLittle64(trailer + kTrailerLengthAt, static_cast<uint64_t>(file_.position()) + kTrailerBytes);
-        putLittle64(trailer + kTrailerIndexAt, 0);
-        putLittle64(trailer + kTrailerIndexLengthAt, 0);
+        putLittle64(trailer + kTrailerIndexAt, static_cast<uint64_t>(indexOffset_));
+        putLittle64(trailer + kTrailerIndexLengthAt, static_cast<uint64_t>(indexLength_));
         putLittle32(trailer + kTrailerCheckAt, fileCheck_);
         putLittle32(trailer + kTrailerCrcAt, crc32c(0, trailer, kTrailerCrcAt));
         return file_.putBytes(trailer, sizeof trailer);
@@ -532,6 +532,9 @@ private:
         headerCrc_ = crc32c(0, header, headerBytes - kCheckBytes);
         putLittle32(fields + kHeaderV2.crcAt, headerCrc_);
         fileCheck_ = crc32c(fileCheck_, fields + kHeaderV2.crcAt, kCheckBytes);
+        // Where the body goes, for a writer that indexes its records (currentLayout).
+        bodyBytes_ = bodyBytes;
+        bodyEnd_ = file_.position() + static_cast<int64_t>(headerBytes + padding + bodyBytes);
         startBody();
         static constexpr uint8_t zeros[kPageBytes] = {};
         return file_.putBytes(header, headerBytes) && file_.putBytes(zeros, padding);
@@ -617,6 +620,20 @@ private:
 };
 
 }  // namespace
+
+bool decodeTrailer(const uint8_t* bytes, TrailerFacts& facts) {
+    static_assert(kFileTrailerBytes == kTrailerBytes && kFilePreambleBytes == kPreambleBytes);
+    if (std::memcmp(bytes, kTrailerMagic, sizeof kTrailerMagic) != 0 ||
+        crc32c(0, bytes, kTrailerCrcAt) != getLittle32(bytes + kTrailerCrcAt))
+        return false;
+    const uint64_t fields[4] = {getLittle64(bytes + kTrailerCountAt), getLittle64(bytes + kTrailerLengthAt),
+                                getLittle64(bytes + kTrailerIndexAt), getLittle64(bytes + kTrailerIndexLengthAt)};
+    for (const uint64_t field : fields)
+        if (field > static_cast<uint64_t>(INT64_MAX)) return false;
+    facts = TrailerFacts{static_cast<int64_t>(fields[0]), static_cast<int64_t>(fields[1]),
+                         static_cast<int64_t>(fields[2]), static_cast<int64_t>(fields[3])};
+    return true;
+}
 
 uint32_t bodyBlockCheck(const RecordLayout& layout, uint64_t block, const uint8_t* bytes, size_t n) {
     static_assert(kBodyBlockBytes == static_cast<int64_t>(kBlockBytes));

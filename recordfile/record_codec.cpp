@@ -59,8 +59,44 @@ bool RecordCodec::beginRecord(const std::string& keyword, int32_t count, const s
                                                   "' (INTE, REAL, DOUB, CHAR, LOGI or BYTE)");
     record_ = Record{keyword, typeName, type, count, count, file_.position()};
     ++recordsDone_;
+    writingIndex_ = indexPending_;
+    indexPending_ = false;
+    if (writingIndex_) indexOffset_ = record_.offset;
+    if (observer_) {
+        written_.keyword = keyword;
+        written_.typeName = typeName;
+        written_.count = count;
+        written_.values = RecordValues{};
+    }
     if (!encodeHeader()) return false;
-    return count == 0 ? endRecordWrite() : true;
+    return count == 0 ? recordWritten(endRecordWrite()) : true;
+}
+
+bool RecordCodec::recordWritten(bool ok) {
+    if (!ok) return false;
+    if (writingIndex_) indexLength_ = file_.position() - indexOffset_;
+    writingIndex_ = false;
+    if (observer_) {
+        written_.layout = currentLayout();
+        written_.endOffset = file_.position();
+        observer_(written_);
+    }
+    return true;
+}
+
+void RecordCodec::keepValues(ItemType type, const void* values, size_t n) {
+    if (!observer_ || record_.count > kObservedItems) return;
+    RecordValues& v = written_.values;
+    if (type == ItemType::Inte) {
+        const auto* p = static_cast<const int32_t*>(values);
+        v.longs.insert(v.longs.end(), p, p + n);
+    } else if (type == ItemType::Real) {
+        const auto* p = static_cast<const float*>(values);
+        v.singles.insert(v.singles.end(), p, p + n);
+    } else if (type == ItemType::Logi) {
+        const auto* p = static_cast<const bool*>(values);
+        v.logicals.insert(v.logicals.end(), p, p + n);
+    }
 }
 
 bool RecordCodec::checkWritable(ItemType type, size_t n) {
@@ -77,17 +113,20 @@ bool RecordCodec::checkWritable(ItemType type, size_t n) {
 
 bool RecordCodec::afterItemsWritten(size_t n) {
     record_.itemsLeft -= static_cast<int64_t>(n);
-    return record_.itemsLeft == 0 ? endRecordWrite() : true;
+    return record_.itemsLeft == 0 ? recordWritten(endRecordWrite()) : true;
 }
 
 bool RecordCodec::writeValues(ItemType type, const void* values, size_t n) {
     if (!checkWritable(type, n)) return false;
     if (n == 0) return true;
+    keepValues(type, values, n);
     return encodeValues(type, values, n) && afterItemsWritten(n);
 }
 
 bool RecordCodec::writeText(std::string_view text) {
-    return checkWritable(ItemType::Char, 1) && encodeText(text) && afterItemsWritten(1);
+    if (!checkWritable(ItemType::Char, 1)) return false;
+    if (observer_ && record_.count <= kObservedItems) written_.values.texts.emplace_back(text);
+    return encodeText(text) && afterItemsWritten(1);
 }
 
 bool RecordCodec::finishWriting() {

@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "recordfile/record_file.hpp"
 
@@ -40,6 +42,38 @@ inline constexpr int64_t kBodyBlockBytes = int64_t{64} * 1024;
 // The check of block `block` of a body (n bytes), to compare with the one stored in the file.
 uint32_t bodyBlockCheck(const RecordLayout& layout, uint64_t block, const uint8_t* bytes, size_t n);
 
+// The end of a binary file of version 2: what its trailer says. indexOffset and indexLength are
+// 0 in a file without an index record.
+struct TrailerFacts {
+    int64_t records = 0;
+    int64_t fileLength = 0;
+    int64_t indexOffset = 0;
+    int64_t indexLength = 0;
+};
+inline constexpr size_t kFileTrailerBytes = 52;
+inline constexpr int64_t kFilePreambleBytes = 12;
+// Decodes the last kFileTrailerBytes of a file; false when they are not an intact trailer.
+bool decodeTrailer(const uint8_t* bytes, TrailerFacts& facts);
+
+// The values of a small record (at most kObservedItems items), by item type; the rest stay empty.
+struct RecordValues {
+    std::vector<int32_t> longs;
+    std::vector<float> singles;
+    std::vector<bool> logicals;
+    std::vector<std::string> texts;
+};
+inline constexpr int64_t kObservedItems = 64;
+
+// A record as it was written, for a writer that indexes its own output.
+struct WrittenRecord {
+    std::string keyword;
+    std::string typeName;
+    int64_t count = 0;
+    RecordLayout layout;
+    int64_t endOffset = 0;  // first byte after the record
+    RecordValues values;
+};
+
 // The memory one load may allocate: this many times the file's size, plus a fixed allowance.
 // Everything an import allocates is charged against it (RecordCodec::charge), so no file, however
 // made, makes a load take much more memory than the file's own size. Kept below the promise of
@@ -67,6 +101,10 @@ public:
     bool writeText(std::string_view text);
     // The export is complete: no record is waiting for items. Closes the file with its trailer.
     bool finishWriting();
+    // Called with every record once it is written whole (an empty function stops it).
+    void observeWrites(std::function<void(const WrittenRecord&)> observer) { observer_ = std::move(observer); }
+    // The next record written is the file's index: the binary form's trailer points at it.
+    void markIndexRecord() noexcept { indexPending_ = true; }
 
     // ---- reading ----
     // Passes over whatever the caller left of the current record, then reads the next header.
@@ -155,17 +193,27 @@ protected:
     bool endVerified_ = false;  // intact: every record was read and the trailer agrees
     int32_t endCode_ = kRecordOK;
     std::string endProblem_;    // what is wrong with it, for the next header read
+    // Where the index record was written (0: none).
+    int64_t indexOffset_ = 0;
+    int64_t indexLength_ = 0;
 
 private:
     // Reads on to the end without loading values; true when the file ends early.
     bool endsEarly();
     bool checkWritable(ItemType type, size_t n);
     bool afterItemsWritten(size_t n);
+    // The record in hand has been written whole.
+    bool recordWritten(bool ok);
+    void keepValues(ItemType type, const void* values, size_t n);
     bool afterItemsRead(size_t n);
 
     int64_t memoryBudget_;
     int64_t memoryCharged_ = 0;
     int readingDepth_ = 0;
+    std::function<void(const WrittenRecord&)> observer_;
+    WrittenRecord written_;
+    bool indexPending_ = false;
+    bool writingIndex_ = false;
 };
 
 std::unique_ptr<RecordCodec> makeBinaryCodec(RecordFile& file);

@@ -3,6 +3,7 @@
 #include "streamstore/store_file_view.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -17,6 +18,7 @@
 #include "recordfile/file_platform.hpp"
 #include "recordfile/record_codec.hpp"
 #include "recordfile/record_reading_loop.hpp"
+#include "streamstore/store_file_index.hpp"
 #include "streamset/stream_set.hpp"
 
 namespace tkstream63 {
@@ -27,40 +29,21 @@ constexpr std::string_view kSource = "StoreFileView";
 constexpr int32_t kErrBadFileFormat = 321;
 constexpr int32_t kErrDeviceIO = 57;
 
-// Items of the dataset's scalar records that the index keeps (1-based, as written).
-constexpr int32_t kLogiGridSet = 3, kLogiNeeded = 8;
-constexpr int32_t kRealSimulationTime = 4, kRealNeeded = 12;
-constexpr int32_t kCharDataClass = 2, kCharDateStamp = 4, kCharFileName = 5, kCharOrigin = 7;
-constexpr int32_t kInteMaxRows = 26, kInteNumberStreamlines = 30, kInteDataColumns = 31, kInteNumberWells = 32,
-                  kInteNX = 33, kInteNeeded = 38;
-
-// Node-table and pointer-table columns a streamline read uses.
+// Node-table columns a streamline read uses.
 constexpr int32_t kColumnX = 1, kColumnCell = 4, kColumnTOF = 5, kColumnDRT = 6;
 constexpr int32_t kDataColumns = 8;
+// Reads of the file while opening it from its index are a few small pieces: a small buffer.
+constexpr size_t kSmallBuffer = 4096;
+// An index record larger than this is not believed (a store of a million datasets needs less).
+constexpr int64_t kLargestIndex = int64_t{256} << 20;
 
 std::string number(int64_t n) { return std::to_string(n); }
 
-// A table body in the file: its bounds as announced before it and where its values start.
-struct TableBody {
-    const char* keyword = "";
-    RecordLayout layout;  // layout.bodyOffset -1: not in the file, or not at a fixed place (text)
-    int64_t items = 0;
-    int32_t bound1 = 0;
-    int32_t bound2 = 0;
-};
-
 struct ViewIndex {
-    struct Entry {
-        StoreDatasetSummary summary;
-        int64_t sectionRecord = 0;  // number of its "STREAMSET>" record
-        TableBody nodes;     // rows x columns, column by column
-        TableBody pointers;  // pointer columns x streamlines
-        bool gridSet = false;
-        int32_t NX = 0, NY = 0, NZ = 0;
-    };
-    std::vector<Entry> entries;
+    std::vector<StoreIndexEntry> entries;
     int64_t fileSize = 0;
     RecordForm form = RecordForm::Binary;
+    bool fromIndex = false;
 };
 
 }  // namespace
@@ -71,12 +54,45 @@ struct StoreFileView::State {
     file_platform::FileHandle file = file_platform::kNoFile;
     mutable std::mutex errorLock;
     mutable std::string lastError;
+    // The block checks of a table body, read once on its first use (4 bytes per 64 KiB), so that
+    // a partial read costs one positioned read per run of blocks; and which blocks a read has
+    // found intact since Open (one bit per block). A later read inside verified blocks reads just
+    // its values: the file is taken not to change while it is open, as with the index.
+    struct TableChecks {
+        std::once_flag once;
+        std::vector<uint32_t> values;
+        std::unique_ptr<std::atomic<uint64_t>[]> verified;
+
+        bool isVerified(int64_t block) const {
+            return (verified[static_cast<size_t>(block / 64)].load(std::memory_order_acquire) >> (block % 64)) & 1;
+        }
+        void markVerified(int64_t block) const {
+            verified[static_cast<size_t>(block / 64)].fetch_or(uint64_t{1} << (block % 64), std::memory_order_release);
+        }
+    };
+    std::unique_ptr<TableChecks[]> checks;  // per dataset: its node table, then its pointer table
 
     ~State() { closeFile(); }
 
     void closeFile() {
         if (file != file_platform::kNoFile) file_platform::closeFile(file);
         file = file_platform::kNoFile;
+        checks.reset();
+    }
+
+    const TableChecks& checksOf(int32_t iDataSet, const StoreTableBody& body, bool nodes) const {
+        TableChecks& table = checks[2 * static_cast<size_t>(iDataSet - 1) + (nodes ? 0 : 1)];
+        std::call_once(table.once, [&] {
+            const auto count = static_cast<size_t>((body.layout.bodyBytes + kBodyBlockBytes - 1) / kBodyBlockBytes);
+            std::vector<uint8_t> bytes(4 * count);
+            readExactly(body.layout.checksOffset, bytes.data(), bytes.size());
+            std::vector<uint32_t> values(count);
+            for (size_t b = 0; b < count; ++b)
+                for (size_t k = 4; k-- > 0;) values[b] = (values[b] << 8) | bytes[4 * b + k];
+            table.verified = std::make_unique<std::atomic<uint64_t>[]>(count / 64 + 1);
+            table.values = std::move(values);
+        });
+        return table;
     }
 
     void setLastError(std::string message) const {
@@ -105,7 +121,7 @@ struct StoreFileView::State {
 
     std::string named() const { return "'" + path + "'"; }
 
-    const ViewIndex::Entry& entry(int32_t iDataSet) const {
+    const StoreIndexEntry& entry(int32_t iDataSet) const {
         if (file == file_platform::kNoFile) raiseError(kErrInvalidCall, "no store file is open");
         if (iDataSet < 1 || iDataSet > static_cast<int32_t>(index.entries.size()))
             raiseError(kErrSubscript, "dataset " + number(iDataSet) + " is not in " + named() + " (it holds " +
@@ -134,35 +150,42 @@ struct StoreFileView::State {
     // n 4-byte values (int32 or float) of a table body from item `first` on. Where the body has
     // block checks, the blocks holding them are read whole and checked first: values of a
     // damaged block are never returned.
-    void readItems(int32_t iDataSet, const TableBody& body, int64_t first, int64_t n, void* values) const {
+    void readItems(int32_t iDataSet, const StoreTableBody& body, bool nodes, int64_t first, int64_t n,
+                   void* values) const {
         if (first < 0 || first + n > body.items)
             raiseError(kErrSubscript, "items " + number(first + 1) + " to " + number(first + n) +
                                           " lie outside a table of " + number(body.items) + " in " + named());
         const RecordLayout& layout = body.layout;
         const int64_t from = 4 * first;
         const int64_t bytes = 4 * n;
-        if (layout.checksOffset < 0) {
+        const int64_t firstBlock = from / kBodyBlockBytes;
+        const int64_t lastBlock = (from + bytes - 1) / kBodyBlockBytes;
+        const TableChecks* checks = layout.checksOffset < 0 ? nullptr : &checksOf(iDataSet, body, nodes);
+        bool verified = true;
+        for (int64_t b = firstBlock; checks != nullptr && verified && b <= lastBlock; ++b)
+            verified = checks->isVerified(b);
+        if (verified) {
             readExactly(layout.bodyOffset + from, values, static_cast<size_t>(bytes));
         } else {
-            const int64_t firstBlock = from / kBodyBlockBytes;
-            const int64_t lastBlock = (from + bytes - 1) / kBodyBlockBytes;
+            const std::vector<uint32_t>& stored = checks->values;
             const int64_t start = firstBlock * kBodyBlockBytes;
             const int64_t end = std::min(layout.bodyBytes, (lastBlock + 1) * kBodyBlockBytes);
-            std::vector<uint8_t> blocks(static_cast<size_t>(end - start));
-            std::vector<uint8_t> checks(static_cast<size_t>(4 * (lastBlock - firstBlock + 1)));
-            readExactly(layout.bodyOffset + start, blocks.data(), blocks.size());
-            readExactly(layout.checksOffset + 4 * firstBlock, checks.data(), checks.size());
+            // One buffer per thread, kept between reads.
+            thread_local std::vector<uint8_t> blocks;
+            if (blocks.size() < static_cast<size_t>(end - start)) blocks.resize(static_cast<size_t>(end - start));
+            readExactly(layout.bodyOffset + start, blocks.data(), static_cast<size_t>(end - start));
             for (int64_t b = firstBlock; b <= lastBlock; ++b) {
                 const int64_t at = b * kBodyBlockBytes - start;
                 const auto size = static_cast<size_t>(std::min(kBodyBlockBytes, end - start - at));
-                uint32_t stored = 0;
-                for (int k = 3; k >= 0; --k) stored = (stored << 8) | checks[static_cast<size_t>(4 * (b - firstBlock) + k)];
-                if (bodyBlockCheck(layout, static_cast<uint64_t>(b), blocks.data() + at, size) != stored)
+                if (static_cast<size_t>(b) >= stored.size() ||
+                    bodyBlockCheck(layout, static_cast<uint64_t>(b), blocks.data() + at, size) !=
+                        stored[static_cast<size_t>(b)])
                     raiseError(kErrBadFileFormat,
                                "Record '" + std::string(body.keyword) + "' of dataset " + number(iDataSet) +
                                    " at byte " + number(layout.headerOffset) + " of '" + path +
                                    "': checksum mismatch in block " + number(b + 1) + " (body bytes from " +
                                    number(b * kBodyBlockBytes) + "): the block is damaged and none of its values are returned");
+                checks->markVerified(b);
             }
             std::memcpy(values, blocks.data() + (from - start), static_cast<size_t>(bytes));
         }
@@ -178,7 +201,7 @@ struct StoreFileView::State {
     };
 
     // The pointer entry of one streamline: its first row and node count.
-    Run locate(int32_t iDataSet, const ViewIndex::Entry& e, int32_t iStream) const {
+    Run locate(int32_t iDataSet, const StoreIndexEntry& e, int32_t iStream) const {
         if (index.form != RecordForm::Binary)
             raiseError(kErrInvalidCall, named() + " is in the formatted form, whose values have no fixed place: "
                                                   "single streamlines are read from binary files only "
@@ -191,124 +214,110 @@ struct StoreFileView::State {
             raiseError(kErrBadFileFormat, "dataset " + number(iDataSet) + " of " + named() +
                                               " holds no streamline tables");
         int32_t entry[2] = {0, 0};
-        readItems(iDataSet, e.pointers, int64_t{iStream - 1} * e.pointers.bound1, 2, entry);
+        readItems(iDataSet, e.pointers, false, int64_t{iStream - 1} * e.pointers.bound1, 2, entry);
         return Run{entry[0], entry[1]};
     }
 
     // One column of a streamline's rows into out (nnodes values).
-    void readColumn(int32_t iDataSet, const ViewIndex::Entry& e, const Run& run, int32_t column, float* out) const {
+    void readColumn(int32_t iDataSet, const StoreIndexEntry& e, const Run& run, int32_t column, float* out) const {
         const int32_t rows = e.nodes.bound1;
         if (run.first < 1 || int64_t{run.first} + run.nnodes - 1 > rows || column > e.nodes.bound2)
             raiseError(kErrSubscript, "streamline rows " + number(run.first) + " to " +
                                           number(int64_t{run.first} + run.nnodes - 1) + ", column " + number(column) +
                                           " lie outside the node table (" + number(rows) + " x " +
                                           number(e.nodes.bound2) + ") of " + named());
-        readItems(iDataSet, e.nodes, int64_t{column - 1} * rows + run.first - 1, run.nnodes, out);
+        readItems(iDataSet, e.nodes, true, int64_t{column - 1} * rows + run.first - 1, run.nnodes, out);
     }
 };
 
 namespace {
 
-// Builds the index in one pass: small scalar records are read, large bodies are passed over,
-// and the layout of the two streamline tables is noted.
-class IndexBuilder {
-public:
-    IndexBuilder(RecordIO& io, RecordFile& file, ViewIndex& index) : io_(io), file_(file), index_(index) {}
-
-    RecordStep operator()(const RecordHeader& header) {
-        const std::string& key = header.keyword;
-        if (!inDataSet_) {
-            if (key == "STREAMSET>") {
-                inDataSet_ = true;
-                wafDepth_ = 0;
-                index_.entries.emplace_back();
-                const RecordLayout layout = file_.codec()->currentLayout();
-                current().summary.SectionOffset = layout.headerOffset;
-                current().sectionRecord = layout.recordNumber;
-            }
-            return key == "<STREAMSTORE" ? RecordStep::SectionClosed : RecordStep::Next;
-        }
-        auto& e = current();
-        if (key == "WAF>") {
-            e.summary.WAF = true;
-            ++wafDepth_;
-        } else if (key == "<WAF") {
-            --wafDepth_;
-        } else if (wafDepth_ > 0) {
-            // The WAF set's own records.
-        } else if (key == "<STREAMSET") {
-            e.summary.SectionLength = file_.position() - e.summary.SectionOffset;
-            inDataSet_ = false;
-        } else {
-            readDataSetRecord(header, e);
-        }
-        return RecordStep::Next;
-    }
-
-    bool inDataSet() const { return inDataSet_; }
-
-private:
-    ViewIndex::Entry& current() { return index_.entries.back(); }
-
-    void readDataSetRecord(const RecordHeader& header, ViewIndex::Entry& e) {
-        const std::string& key = header.keyword;
-        auto& s = e.summary;
-        if (header.type == "LOGI" && key == "SETLOGI" && header.count >= kLogiNeeded) {
-            const Array<bool> v = readLogicals(io_, file_, header);
-            e.gridSet = v(kLogiGridSet);
-        } else if (header.type == "REAL" && key == "SETREAL" && header.count >= kRealNeeded) {
-            s.SimulationTime = readSingles(io_, file_, header)(kRealSimulationTime);
-        } else if (header.type == "CHAR" && key == "SETCHAR") {
-            const std::vector<std::string> v = readTexts(io_, file_, header);
-            const auto item = [&](int32_t k, std::string& field) {
-                if (static_cast<size_t>(k) <= v.size()) field = v[static_cast<size_t>(k - 1)];
-            };
-            item(kCharDataClass, s.DataClass);
-            item(kCharDateStamp, s.DateStamp);
-            item(kCharFileName, s.FileName);
-            item(kCharOrigin, s.Origin);
-        } else if (header.type == "INTE" && key == "SETINTE" && header.count >= kInteNeeded) {
-            const Array<int32_t> v = readLongs(io_, file_, header);
-            s.MaxRows = v(kInteMaxRows);
-            s.NumberStreamlines = v(kInteNumberStreamlines);
-            s.nDataColumns = v(kInteDataColumns);
-            s.NumberWells = v(kInteNumberWells);
-            e.NX = v(kInteNX);
-            e.NY = v(kInteNX + 1);
-            e.NZ = v(kInteNX + 2);
-        } else if (header.type == "INTE" && (key == "STREAMLINE" || key == "ISTREAMLINE") && header.count >= 2) {
-            const Array<int32_t> v = readLongs(io_, file_, header);
-            (key == "STREAMLINE" ? nodeBounds_ : pointerBounds_) = {v(1), v(2)};
-        } else if (header.type == "REAL" && key == "SLINEDATA") {
-            e.nodes = body(header, "SLINEDATA", nodeBounds_);
-        } else if (header.type == "INTE" && key == "ISLINEDATA") {
-            e.pointers = body(header, "ISLINEDATA", pointerBounds_);
-        }
-        // Anything else is passed over unread by the next header read.
-    }
-
-    TableBody body(const RecordHeader& header, const char* keyword, const std::pair<int32_t, int32_t>& bounds) const {
-        TableBody table;
-        table.keyword = keyword;
-        table.layout = file_.codec()->currentLayout();
-        table.items = header.count;
-        table.bound1 = bounds.first;
-        table.bound2 = bounds.second;
-        return table;
-    }
-
-    RecordIO& io_;
-    RecordFile& file_;
-    ViewIndex& index_;
-    bool inDataSet_ = false;
-    int wafDepth_ = 0;
-    std::pair<int32_t, int32_t> nodeBounds_{0, 0};
-    std::pair<int32_t, int32_t> pointerBounds_{0, 0};
-};
-
 // Raises a failed file operation with the file's own message.
 void raiseFileFailure(const RecordFile& file) {
     raiseError(file.LastErrorCode() < 0 ? -file.LastErrorCode() : kErrBadFileFormat, file.LastError());
+}
+
+// The index record through the trailer: the trailer and the record's own checks must be intact,
+// and every section it names must start with a dataset's opening record. Anything else leaves
+// the view to index the file by passing over it.
+bool readIndexRecord(const std::string& path, file_platform::FileHandle handle, ViewIndex& index) {
+    if (index.fileSize < kFilePreambleBytes + static_cast<int64_t>(kFileTrailerBytes)) return false;
+    uint8_t trailer[kFileTrailerBytes];
+    TrailerFacts facts;
+    const int64_t trailerAt = index.fileSize - static_cast<int64_t>(kFileTrailerBytes);
+    if (file_platform::readAt(handle, trailer, sizeof trailer, trailerAt) != static_cast<ssize_t>(sizeof trailer) ||
+        !decodeTrailer(trailer, facts) || facts.fileLength != index.fileSize ||
+        facts.indexOffset < kFilePreambleBytes || facts.indexLength <= 0 || facts.indexLength > kLargestIndex ||
+        facts.indexOffset > trailerAt - facts.indexLength || facts.records < 2)
+        return false;
+    // The index is the record before the store's closing record, the last of the file.
+    RecordFile file(kSmallBuffer);
+    RecordIO io;
+    RecordHeader header;
+    bool ok = false;
+    Array<int32_t> words;
+    if (!file.OpenForReading(path) || !file.codec()->startAt(facts.indexOffset, facts.records - 1) ||
+        io.ReadRecordHeader(file, header.keyword, header.count, header.type, ok) < 0 ||
+        header.keyword != kStoreIndexKeyword || header.type != kStoreIndexType || header.count < 1 ||
+        io.ReadIntegerArray(header.count, "'", file, words, ok) < 0 ||
+        file.position() != facts.indexOffset + facts.indexLength)
+        return false;
+    std::vector<uint8_t> body(4 * words.size());
+    for (size_t k = 0; k < body.size(); ++k)
+        body[k] = static_cast<uint8_t>(static_cast<uint32_t>(words.data()[k / 4]) >> (8 * (k % 4)));
+    std::vector<StoreIndexEntry> entries;
+    std::string problem;
+    if (!decodeStoreIndex(body.data(), body.size(), facts.indexOffset, entries, problem)) return false;
+    RecordFile sections(kSmallBuffer);
+    if (!sections.OpenForReading(path)) return false;
+    for (const StoreIndexEntry& e : entries) {
+        if (!sections.codec()->startAt(e.summary.SectionOffset, e.sectionRecord) ||
+            io.ReadRecordHeader(sections, header.keyword, header.count, header.type, ok) < 0 ||
+            header.keyword != "STREAMSET>" || header.count != 0)
+            return false;
+    }
+    index.entries = std::move(entries);
+    index.fromIndex = true;
+    return true;
+}
+
+// Indexes the file in one pass: the small scalar records of each dataset are read, every other
+// body is passed over unread.
+void passOverRecords(const std::string& path, ViewIndex& index, const StoreFileView::Progress& progress) {
+    RecordFile file;
+    if (!file.OpenForReading(path)) raiseFileFailure(file);
+    if (file.TotalBytes() != index.fileSize)
+        raiseError(kErrBadFileFormat, "'" + path + "' changed while it was being opened");
+    index.form = file.Form();
+    if (progress) file.SetProgressCallback([&] { progress(file.BytesRead(), file.TotalBytes()); });
+    RecordIO io;
+    StoreIndexBuilder builder(index.entries);
+    RecordValues values;
+    const ReadingLoopSettings settings{kSource, "Open", "<STREAMSTORE"};
+    const bool closed = runReadingLoop(io, file, settings, [&](const RecordHeader& header) {
+        values = RecordValues{};
+        if (builder.wantsValues(header.keyword, header.type, header.count)) {
+            if (header.type == "LOGI") {
+                const Array<bool> v = readLogicals(io, file, header);
+                values.logicals.assign(v.data(), v.data() + v.size());
+            } else if (header.type == "REAL") {
+                const Array<float> v = readSingles(io, file, header);
+                values.singles.assign(v.data(), v.data() + v.size());
+            } else if (header.type == "INTE") {
+                const Array<int32_t> v = readLongs(io, file, header);
+                values.longs.assign(v.data(), v.data() + v.size());
+            } else {
+                values.texts = readTexts(io, file, header);
+            }
+        }
+        const RecordLayout layout = file.codec()->currentLayout();
+        const bool storeClosed = builder.record(
+            SeenRecord{header.keyword, header.type, header.count, layout, file.position()}, values);
+        // Anything not read here is passed over unread by the next header read.
+        return storeClosed ? RecordStep::SectionClosed : RecordStep::Next;
+    });
+    if (!closed || builder.inDataSet())
+        raiseError(kErrPastEndOfFile, "'" + path + "' ends before its '<STREAMSTORE' record: the file is cut");
 }
 
 }  // namespace
@@ -316,7 +325,7 @@ void raiseFileFailure(const RecordFile& file) {
 StoreFileView::StoreFileView() : state_(std::make_unique<State>()) {}
 StoreFileView::~StoreFileView() = default;
 
-bool StoreFileView::Open(const std::string& path) {
+bool StoreFileView::Open(const std::string& path, Progress progress) {
     Close();
     State& s = *state_;
     s.path = path;
@@ -326,17 +335,15 @@ bool StoreFileView::Open(const std::string& path) {
         file_platform::FileStatus status;
         if (!file_platform::openForReading(path, s.file, status))
             raiseError(errno == ENOENT ? 53 : 75, "cannot open '" + path + "': " + file_platform::errorText(errno));
-        RecordFile file;
-        if (!file.OpenForReading(path)) raiseFileFailure(file);
-        if (status.kind != file_platform::FileKind::Regular || status.size != file.TotalBytes())
-            raiseError(kErrBadFileFormat, "'" + path + "' changed while it was being opened");
+        if (status.kind != file_platform::FileKind::Regular)
+            raiseError(kErrBadFileFormat, "'" + path + "' is not a regular file");
         index.fileSize = status.size;
-        index.form = file.Form();
-        RecordIO io;
-        IndexBuilder builder(io, file, index);
-        const ReadingLoopSettings settings{kSource, "Open", "<STREAMSTORE"};
-        if (!runReadingLoop(io, file, settings, builder) || builder.inDataSet())
-            raiseError(kErrPastEndOfFile, "'" + path + "' ends before its '<STREAMSTORE' record: the file is cut");
+        if (!readIndexRecord(path, s.file, index)) {
+            index = ViewIndex{};
+            index.fileSize = status.size;
+            passOverRecords(path, index, progress);
+        }
+        s.checks = std::make_unique<State::TableChecks[]>(2 * index.entries.size());
         s.index = std::move(index);
     });
     if (!ok) {
@@ -352,6 +359,7 @@ void StoreFileView::Close() {
 }
 
 bool StoreFileView::IsOpen() const noexcept { return state_->file != file_platform::kNoFile; }
+bool StoreFileView::FromIndex() const noexcept { return state_->index.fromIndex; }
 const std::string& StoreFileView::Path() const noexcept { return state_->path; }
 
 int32_t StoreFileView::DatasetCount() const noexcept {

@@ -1,6 +1,6 @@
 // StoreFileView: a read-only look into a saved store file without importing it.
 //
-// Open() indexes the file: where each dataset's section lies, the attributes a host lists
+// Open() finds the file's index: where each dataset's section lies, the attributes a host lists
 // datasets by, and where its node table and pointer table bodies start. A host then loads one
 // dataset, or reads single streamlines straight from the file, reading only the pointer entry and
 // the rows involved. The file is never held in memory as a whole, so files larger than memory
@@ -16,6 +16,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -24,6 +25,29 @@
 namespace tkstream63 {
 
 class rvStreamSet;
+class RecordFile;
+
+// The keyword of the index record a binary store file ends with (just before its closing record).
+inline constexpr const char* kStoreIndexKeyword = "STOREINDEX";
+
+// Builds the index of a store's binary file from its records as they are written, and writes it.
+// The store's export uses it; so does a tool that copies a store's records one by one (it passes
+// over "STOREINDEX" records it reads and calls Finish() right before writing "<STREAMSTORE").
+// Does nothing for the formatted form.
+class StoreIndexWriter {
+public:
+    explicit StoreIndexWriter(RecordFile& file);  // from here on, records written are noted
+    ~StoreIndexWriter();
+    StoreIndexWriter(const StoreIndexWriter&) = delete;
+    StoreIndexWriter& operator=(const StoreIndexWriter&) = delete;
+    // Writes the index record (when at least one dataset was written); false when the write failed.
+    bool Finish();
+
+private:
+    struct Notes;
+    RecordFile& file_;
+    std::unique_ptr<Notes> notes_;
+};
 
 // What a host lists a saved dataset by, read from the dataset's own records.
 struct StoreDatasetSummary {
@@ -48,11 +72,19 @@ public:
     StoreFileView(const StoreFileView&) = delete;
     StoreFileView& operator=(const StoreFileView&) = delete;
 
-    // Opens a saved store and indexes it (one sequential pass that reads the small records and
-    // passes over the large bodies). A view already open is closed first.
-    bool Open(const std::string& path);
+    // Called now and then while Open passes over a file: bytes passed so far, and the file's size.
+    using Progress = std::function<void(int64_t bytesRead, int64_t totalBytes)>;
+
+    // Opens a saved store. A binary store written by this version carries an index of its
+    // datasets at its end: Open reads the trailer and that index only. Other files (older ones,
+    // the formatted form, or one whose index is missing, damaged or inconsistent) are indexed in
+    // one sequential pass that reads the small records and passes over the large bodies,
+    // reporting progress. A view already open is closed first.
+    bool Open(const std::string& path, Progress progress = {});
     void Close();
     bool IsOpen() const noexcept;
+    // Whether the open file was indexed from its own index record (rather than by a pass).
+    bool FromIndex() const noexcept;
     const std::string& Path() const noexcept;
 
     int32_t DatasetCount() const noexcept;

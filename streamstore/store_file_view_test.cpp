@@ -4,7 +4,11 @@
 
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <thread>
+#include <tuple>
+
+#include "recordfile/crc32c.hpp"
 
 #include "streamstore/persistence_test_support.hpp"
 
@@ -106,6 +110,8 @@ TEST_F(StoreFileViewTest, GivesWhatAFullImportGives) {
         }
         StoreFileView view;
         ASSERT_TRUE(view.Open(c.file.empty() ? path : c.file)) << view.LastError();
+        // Only binary files of this version carry an index; the others are indexed by a pass.
+        EXPECT_EQ(view.FromIndex(), c.file.empty() && c.form == RecordForm::Binary);
         ASSERT_EQ(view.DatasetCount(), full->NumberOfStreamSets());
         int64_t previousEnd = 0;
         for (int32_t k = 1; k <= view.DatasetCount(); ++k) {
@@ -197,14 +203,18 @@ TEST_F(StoreFileViewTest, BadNumbersAndFilesGiveClearErrors) {
     }
 }
 
-// A damaged block is found by a read that touches it; the rest of the file stays readable.
+// A damaged block is found by a read that touches it; the rest of the file stays readable. Open
+// reads no body: a file damaged inside a node table still opens from its index.
 TEST_F(StoreFileViewTest, PartialReadsCheckTheBlocksTheyTouch) {
     save(RecordForm::Binary);
     StoreFileView view;
-    ASSERT_TRUE(view.Open(path));
     Array<float> tof;
     int32_t nodes = 0;
-    ASSERT_TRUE(view.ReadStreamlineTOF(2, 1, tof, nodes));
+    {
+        StoreFileView intact;
+        ASSERT_TRUE(intact.Open(path));
+        ASSERT_TRUE(intact.ReadStreamlineTOF(2, 1, tof, nodes));
+    }
     // The first TOF value of dataset 2 lies in its node-table body; flip a bit of it.
     std::string bytes = readAll();
     const float value = tof(1);
@@ -212,6 +222,8 @@ TEST_F(StoreFileViewTest, PartialReadsCheckTheBlocksTheyTouch) {
     ASSERT_NE(at, std::string::npos);
     bytes[at] ^= 0x01;
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+    ASSERT_TRUE(view.Open(path)) << view.LastError();
+    EXPECT_TRUE(view.FromIndex());
 
     Array<float> untouched = tof;
     EXPECT_FALSE(view.ReadStreamlineTOF(2, 1, tof, nodes));
@@ -225,6 +237,72 @@ TEST_F(StoreFileViewTest, PartialReadsCheckTheBlocksTheyTouch) {
     EXPECT_EQ(set.Origin(), "kept");
     EXPECT_TRUE(view.ReadStreamlineTOF(3, 1, tof, nodes)) << view.LastError();
     EXPECT_TRUE(view.LoadDataset(1, set)) << view.LastError();
+}
+
+// Rewrites the index fields of a binary file's trailer and the trailer's own check.
+void pointTrailerAt(std::string& bytes, uint64_t offset, uint64_t length) {
+    const size_t trailer = bytes.size() - 52;
+    for (size_t i = 0; i < 8; ++i) {
+        bytes[trailer + 24 + i] = static_cast<char>(offset >> (8 * i));
+        bytes[trailer + 32 + i] = static_cast<char>(length >> (8 * i));
+    }
+    const uint32_t crc = crc32c(0, bytes.data() + trailer, 48);
+    for (size_t i = 0; i < 4; ++i) bytes[trailer + 48 + i] = static_cast<char>(crc >> (8 * i));
+}
+
+// A file whose index cannot be used is indexed by a pass over its records, with progress, and
+// gives the same answers.
+TEST_F(StoreFileViewTest, FilesWithoutAUsableIndexAreIndexedByAPass) {
+    save(RecordForm::Binary);
+    const std::string intact = readAll();
+    const size_t index = intact.find("STOREINDEX") - 1;
+    const size_t firstSection = intact.find("STREAMSET>") - 1;
+    ASSERT_LT(index, intact.size());
+    StoreFileView expected;
+    ASSERT_TRUE(expected.Open(path));
+    ASSERT_TRUE(expected.FromIndex());
+    const uint64_t length = intact.size() - 52 - index - (27 + 12);  // up to the closing record
+
+    struct Case {
+        const char* name;
+        std::function<void(std::string&)> change;
+    };
+    for (const Case& c : std::initializer_list<Case>{
+             {"index body damaged", [&](std::string& b) { b[index + 40] ^= 0x20; }},
+             {"no index (an older file)", [](std::string& b) { pointTrailerAt(b, 0, 0); }},
+             {"index outside the file", [&](std::string& b) { pointTrailerAt(b, b.size() + 100, length); }},
+             {"index pointing at a dataset", [&](std::string& b) { pointTrailerAt(b, firstSection, length); }}}) {
+        SCOPED_TRACE(c.name);
+        std::string bytes = intact;
+        c.change(bytes);
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+        StoreFileView view;
+        int64_t calls = 0, lastRead = 0, total = 0;
+        ASSERT_TRUE(view.Open(path, [&](int64_t read, int64_t size) {
+            ++calls;
+            lastRead = read;
+            total = size;
+        })) << view.LastError();
+        EXPECT_FALSE(view.FromIndex());
+        EXPECT_GT(calls, 0);
+        EXPECT_EQ(total, static_cast<int64_t>(bytes.size()));
+        EXPECT_LE(lastRead, total);
+        ASSERT_EQ(view.DatasetCount(), expected.DatasetCount());
+        for (int32_t k = 1; k <= view.DatasetCount(); ++k) {
+            StoreDatasetSummary got, want;
+            ASSERT_TRUE(view.Summary(k, got));
+            ASSERT_TRUE(expected.Summary(k, want));
+            EXPECT_EQ(std::tie(got.Origin, got.SimulationTime, got.NumberStreamlines, got.nDataColumns, got.WAF,
+                               got.SectionOffset, got.SectionLength),
+                      std::tie(want.Origin, want.SimulationTime, want.NumberStreamlines, want.nDataColumns, want.WAF,
+                               want.SectionOffset, want.SectionLength));
+            Array<float> a, b;
+            int32_t cols = 0, n = 0;
+            ASSERT_TRUE(view.ReadStreamline(k, 3, a, cols, n)) << view.LastError();
+            ASSERT_TRUE(expected.ReadStreamline(k, 3, b, cols, n));
+            EXPECT_TRUE(sameBits(a, b));
+        }
+    }
 }
 
 TEST_F(StoreFileViewTest, TwoThreadsReadAtOnce) {

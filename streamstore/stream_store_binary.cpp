@@ -7,6 +7,7 @@
 #include "info/stream_storage_info.hpp"
 #include "recordfile/constant_list.hpp"
 #include "recordfile/record_reading_loop.hpp"
+#include "streamstore/store_file_view.hpp"
 #include "streamstore/stream_store.hpp"
 
 namespace tkstream63 {
@@ -47,7 +48,11 @@ struct rvStreamStore::BinaryForm {
         writer.record("FOLDERKEY", "CHAR", {s.FolderKey_});
         const int32_t numberOfSets = s.NumberOfStreamSets();
         writer.record("NUMSETS", "INTE", {numberOfSets});
+        // The binary form ends the store with an index of its datasets (see StoreFileView), built
+        // from the records as they are written. An empty store has none.
+        StoreIndexWriter index(file);
         for (int32_t i = 1; i <= numberOfSets; ++i) s.dataSetAt(i).BINARYEXPORT(file, qOK);
+        index.Finish();
         writer.marker("<STREAMSTORE");
         qOK = writer.lastOK();
     }
