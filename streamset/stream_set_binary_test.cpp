@@ -1,6 +1,5 @@
 // The dataset's record section: its record sequence, round trips in both file forms, files of
 // older layouts, and damaged or cut files.
-#include <gtest/gtest.h>
 
 #include <functional>
 
