@@ -1,11 +1,8 @@
 // Replays the fuzzing seeds and every input the fuzzer ever crashed on through the store import:
 // each must load or fail cleanly, with any failure reported.
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <string>
-#include <vector>
 
 #include "streamstore/persistence_test_support.hpp"
 
