@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdlib.h>  // mkdtemp
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -17,6 +15,7 @@
 #include "recordfile/crc32c.hpp"
 #include "cli/record_scan.hpp"
 #include "examples/field_viewer_workflow.hpp"
+#include "recordfile/record_file_testing.hpp"
 
 namespace tkstream_cli {
 namespace {
@@ -73,24 +72,20 @@ public:
         static const Files files;
         return files;
     }
-    std::string path(const std::string& name) const { return (folder_ / name).string(); }
+    std::string path(const std::string& name) const { return folder_.file(name); }
     std::string binary() const { return path("store.tks"); }
     std::string formatted() const { return path("store.txt"); }
     int32_t streamlines = 0;
 
     // Names left in the folder that are temporary files.
     std::vector<std::string> temporaries() const {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(folder_))
-            if (entry.path().filename().string().find(".tmp-") != std::string::npos)
-                names.push_back(entry.path().filename());
+        std::vector<std::string> names = folder_.entries();
+        std::erase_if(names, [](const std::string& name) { return name.find(".tmp-") == std::string::npos; });
         return names;
     }
 
 private:
     Files() {
-        std::string pattern = (fs::temp_directory_path() / "tkstream-cli-XXXXXX").string();
-        if (mkdtemp(pattern.data()) != nullptr) folder_ = pattern;
         std::ostringstream report;
         field_viewer::Checks checks(report);
         const five_spot::Field field = five_spot::makeFiveSpot(1000.0, 4);
@@ -110,12 +105,7 @@ private:
         }
         EXPECT_EQ(checks.failures(), 0) << report.str();
     }
-    ~Files() {
-        std::error_code ignored;
-        fs::remove_all(folder_, ignored);
-    }
-
-    fs::path folder_;
+    tkstream63::testing::ScratchDirectory folder_;
 };
 
 TEST(Tkstream, EveryCommandWorksOnBothForms) {

@@ -1,10 +1,5 @@
 #include "common/bounded_array.hpp"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "common/test_support.hpp"
 
 namespace tkstream63 {

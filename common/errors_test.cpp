@@ -1,13 +1,9 @@
 #include "common/errors.hpp"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <fstream>
 #include <stdexcept>
-#include <vector>
 
-#include "common/shared_objects.hpp"
 #include "common/test_support.hpp"
 
 namespace tkstream63 {

@@ -1,13 +1,9 @@
 #include "common/text.hpp"
 
-#include <gtest/gtest.h>
-
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "common/errors.hpp"
 #include "common/test_support.hpp"

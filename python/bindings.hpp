@@ -8,6 +8,7 @@
 #include <string>
 
 #include "library_call.hpp"
+#include "numpy_arrays.hpp"
 
 namespace tkstream63::python {
 
@@ -25,6 +26,53 @@ std::string filePath(const py::object& path);
 // n partners.
 py::object wellRates(const Array<float>& rates, int32_t n, float other, float total,
                      const Array<int32_t>& wells, const Array<std::string>& names);
+
+// A rate query of a dataset or WAF set by well number or name, from WAF column `column`: the
+// WellRates record, or None when the library refuses the well. The by-name member fills its
+// arguments by position, as the library's own does.
+template <class Owner, class ByNumber, class ByName>
+py::object rateQuery(const Owner& owner, const py::object& well, int32_t column, ByNumber byNumber,
+                     ByName byName) {
+    return callLibrary([&]() -> py::object {
+        Array<float> rates;
+        Array<int32_t> wells;
+        Array<std::string> names;
+        int32_t n = 0;
+        float other = 0, total = 0;
+        bool q = false;
+        if (py::isinstance<py::str>(well)) {
+            (owner.*byName)(well.cast<std::string>(), rates, n, other, total, wells, names, q, column);
+        } else {
+            (owner.*byNumber)(well.cast<int32_t>(), rates, n, other, total, wells, names, q, column);
+        }
+        if (!q) return py::none();
+        return wellRates(rates, n, other, total, wells, names);
+    });
+}
+
+// (water_rates, efficiencies) of the wells of one type, as numpy arrays.
+template <class Owner, class Member>
+py::tuple efficiencies(const Owner& owner, Member member, int32_t wellType, int32_t type) {
+    return callLibrary([&] {
+        Array<float> water, efficiency;
+        int32_t n = 0;
+        bool q = false;
+        (owner.*member)(water, efficiency, n, q, wellType, type);
+        return py::make_tuple(copyOut(water, n), copyOut(efficiency, n));
+    });
+}
+
+// A list of names a member hands out with its count.
+template <class Owner, class Member>
+py::list namesFrom(const Owner& owner, Member member) {
+    return callLibrary([&] {
+        Array<std::string> names;
+        int32_t n = 0;
+        bool q = false;
+        (owner.*member)(names, n, q);
+        return copyOutStrings(names, n);
+    });
+}
 
 // Registers one property under each of its names ("" for no alias).
 template <class Class, class... Functions>

@@ -423,42 +423,16 @@ memory: no copy is made and each view keeps the dataset alive.)doc");
         },
         py::arg("well"), "Streamline numbers of a well (by number or name).");
     cls.def_property_readonly(
-        "producer_names",
-        [](const D& d) {
-            return callLibrary([&] {
-                Array<std::string> names;
-                int32_t n = 0;
-                bool q = false;
-                d.getProducerWellNames(names, n, q);
-                return copyOutStrings(names, n);
-            });
-        },
+        "producer_names", [](const D& d) { return namesFrom(d, &D::getProducerWellNames); },
         "Well names of the producer entries, entry 1 first.");
     cls.def_property_readonly(
-        "injector_names",
-        [](const D& d) {
-            return callLibrary([&] {
-                Array<std::string> names;
-                int32_t n = 0;
-                bool q = false;
-                d.getInjectorWellNames(names, n, q);
-                return copyOutStrings(names, n);
-            });
-        },
+        "injector_names", [](const D& d) { return namesFrom(d, &D::getInjectorWellNames); },
         "Well names of the injector entries, entry 1 first.");
 
     // ---- well list ----
     cls.def_property(
         "well_list",
-        [](const D& d) {
-            return callLibrary([&] {
-                Array<std::string> names;
-                int32_t n = 0;
-                bool q = false;
-                d.GetWellList(names, n, q);
-                return copyOutStrings(names, n);
-            });
-        },
+        [](const D& d) { return namesFrom(d, &D::GetWellList); },
         [](D& d, py::object names) {
             int32_t n = 0;
             Array<std::string> list = copyInStrings(names, n);
@@ -591,24 +565,8 @@ count, 7 start well, 8 end well; row and well numbers are the library's, from 1)
         py::arg("waf"), "Attaches a WAFSet (shared, not copied) and sets WAF True.");
     cls.def(
         "waf_rates",
-        [](const D& d, py::object well, int32_t column) -> py::object {
-            return callLibrary([&]() -> py::object {
-                Array<float> rates;
-                Array<int32_t> wells;
-                Array<std::string> names;
-                int32_t n = 0;
-                float other = 0, total = 0;
-                bool q = false;
-                if (py::isinstance<py::str>(well)) {
-                    d.getWAFWellNameData(well.cast<std::string>(), rates, n, other, total, wells,
-                                         names, q, column);
-                } else {
-                    d.getWAFWellData(well.cast<int32_t>(), rates, n, other, total, wells, names, q,
-                                     column);
-                }
-                if (!q) return py::none();
-                return wellRates(rates, n, other, total, wells, names);
-            });
+        [](const D& d, py::object well, int32_t column) {
+            return rateQuery(d, well, column, &D::getWAFWellData, &D::getWAFWellNameData);
         },
         py::arg("well"), py::arg("column") = 2,
         "Allocation rates of a well of the attached WAFSet (by its WAF well number or name) from\n"
@@ -616,13 +574,7 @@ count, 7 start well, 8 end well; row and well numbers are the library's, from 1)
     cls.def(
         "waf_efficiencies",
         [](const D& d, int32_t wellType, int32_t type) {
-            return callLibrary([&] {
-                Array<float> water, efficiency;
-                int32_t n = 0;
-                bool q = false;
-                d.getWAFWellEfficiencies(water, efficiency, n, q, wellType, type);
-                return py::make_tuple(copyOut(water, n), copyOut(efficiency, n));
-            });
+            return efficiencies(d, &D::getWAFWellEfficiencies, wellType, type);
         },
         py::arg("well_type") = 2, py::arg("type") = 9,
         "(water_rates, efficiencies) of every injector (well_type 2), producer (1) or well of\n"

@@ -198,25 +198,9 @@ efficiencies. Attach one to a dataset with Dataset.attach_waf.)doc");
         py::arg("name"), "Number of the well with this (upper-cased) name, -1 when none.");
     cls.def(
         "rates",
-        [](const W& w, py::object well, int32_t column) -> py::object {
-            return callLibrary([&]() -> py::object {
-                Array<float> rates;
-                Array<int32_t> wells;
-                Array<std::string> names;
-                int32_t n = 0;
-                float other = 0, total = 0;
-                bool q = false;
-                if (py::isinstance<py::str>(well)) {
-                    // Filled by position: the fourth argument receives the other rate.
-                    w.getWellNameWAFData(well.cast<std::string>(), rates, n, other, total, wells,
-                                         names, q, column);
-                } else {
-                    w.getWellWAFData(well.cast<int32_t>(), rates, n, other, total, wells, names, q,
-                                     column);
-                }
-                if (!q) return py::none();
-                return wellRates(rates, n, other, total, wells, names);
-            });
+        [](const W& w, py::object well, int32_t column) {
+            // By name the fourth argument receives the other rate, as the library fills it.
+            return rateQuery(w, well, column, &W::getWellWAFData, &W::getWellNameWAFData);
         },
         py::arg("well"), py::arg("column") = 2,
         "Allocation rates of a well (by number or name) from WAF column `column`: a WellRates\n"
@@ -239,13 +223,7 @@ efficiencies. Attach one to a dataset with Dataset.attach_waf.)doc");
     cls.def(
         "efficiencies",
         [](const W& w, int32_t wellType, int32_t type) {
-            return callLibrary([&] {
-                Array<float> water, efficiency;
-                int32_t n = 0;
-                bool q = false;
-                w.getWellEfficiencies(water, efficiency, n, q, wellType, type);
-                return py::make_tuple(copyOut(water, n), copyOut(efficiency, n));
-            });
+            return efficiencies(w, &W::getWellEfficiencies, wellType, type);
         },
         py::arg("well_type") = 2, py::arg("type") = 9,
         "(water_rates, efficiencies) as numpy arrays for every injector (well_type 2), producer\n"

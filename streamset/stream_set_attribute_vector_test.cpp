@@ -1,14 +1,10 @@
 // Loading attributes from a Variant vector, and the handles of GetAllPointers.
-#include <gtest/gtest.h>
 
 #include <set>
-#include <string>
 #include <type_traits>
 #include <utility>
 #include <variant>
-#include <vector>
 
-#include "common/shared_objects.hpp"
 #include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 

@@ -1,10 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <string>
+// The node and pointer tables: storing them, the per-streamline extractions and their refusals.
 #include <tuple>
-#include <vector>
 
-#include "common/shared_objects.hpp"
 #include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 
@@ -20,6 +16,7 @@ float nodeValue(int32_t row, int32_t column) {
 }
 
 using testing_support::lastReport;
+using testing_support::values;
 
 Array<std::string> texts(const std::vector<std::string>& values) { return testing_support::list(values); }
 
@@ -52,9 +49,8 @@ protected:
 
 TEST(StreamlineTable, FreshDatasetAndHeaderQuirks) {
     rvStreamSet set;
-    EXPECT_EQ(set.NumberStreamlines(), 0);
-    EXPECT_EQ(set.MaxRows(), 0);
-    EXPECT_EQ(set.NumCols(), 0);
+    EXPECT_EQ((std::vector<int32_t>{set.NumberStreamlines(), set.MaxRows(), set.NumCols()}),
+              (std::vector<int32_t>{0, 0, 0}));
     Array<std::string> headers = texts({"keep"}), units = texts({"keep"});
     int32_t nHeaders = 99;
     bool qOK = true;
@@ -69,15 +65,13 @@ TEST(StreamlineTable, FreshDatasetAndHeaderQuirks) {
     set.getHeaders(headers, units, nHeaders, qOK);
     EXPECT_TRUE(qOK);
     EXPECT_EQ(nHeaders, 3);
-    EXPECT_EQ(units(1), "A");  // units receive the header names
-    EXPECT_EQ(units(3), "C");
-    EXPECT_EQ(headers(2), "B");
+    EXPECT_EQ(values(units), values(headers));  // units receive the header names
+    EXPECT_EQ(values(headers), (std::vector<std::string>{"A", "B", "C"}));
 
     // NumCols is the header count, whatever the node table holds.
     Array<float> nodes(1, 2, 1, 10);
     set.setStreamLineData(nodes, 10, 2, qOK);
-    EXPECT_EQ(set.NumCols(), 3);
-    EXPECT_EQ(set.MaxRows(), 2);
+    EXPECT_EQ(std::make_pair(set.NumCols(), set.MaxRows()), std::make_pair(3, 2));
 }
 
 TEST_F(Streamlines, ShortCallerArraysKeepWhatIsStored) {
@@ -108,21 +102,16 @@ TEST_F(Streamlines, ShortCallerArraysKeepWhatIsStored) {
     Array<float> tof;
     int32_t nnodes = 0;
     set.getSingleStreamlineTOF(3, tof, nnodes, qOK);
-    ASSERT_TRUE(qOK);
-    ASSERT_EQ(nnodes, 6);
-    EXPECT_EQ(tof(1), nodeValue(5, 5));
-    EXPECT_EQ(tof(6), nodeValue(10, 5));
+    ASSERT_TRUE(qOK && nnodes == 6);
+    EXPECT_EQ(std::make_pair(tof(1), tof(6)), std::make_pair(nodeValue(5, 5), nodeValue(10, 5)));
 }
 
 TEST_F(Streamlines, ColumnRunsAndUntouchedOutputs) {
     Array<float> x, y, z;
     int32_t nnodes = 0;
     set.getSingleStreamlinePositions(1, x, y, z, nnodes, qOK);
-    ASSERT_TRUE(qOK);
-    ASSERT_EQ(nnodes, 4);
-    EXPECT_EQ(x.lbound(), 1);
-    EXPECT_EQ(x(4), nodeValue(4, 1));
-    EXPECT_EQ(z(1), nodeValue(1, 3));
+    ASSERT_TRUE(qOK && nnodes == 4 && x.lbound() == 1);
+    EXPECT_EQ(std::make_pair(x(4), z(1)), std::make_pair(nodeValue(4, 1), nodeValue(1, 3)));
 
     Array<float> drt = x;
     set.getSingleStreamlineDRT(3, drt, nnodes, qOK);
@@ -152,10 +141,8 @@ TEST_F(Streamlines, ColumnRunsAndUntouchedOutputs) {
     Array<float> all;
     int32_t nCols = 0;
     set.getSingleStreamline(3, all, nCols, nnodes, qOK);
-    ASSERT_TRUE(qOK);
-    EXPECT_EQ(nCols, 8);
-    EXPECT_EQ(all(6, 8), nodeValue(10, 8));
-    EXPECT_EQ(all(1, 2), nodeValue(5, 2));
+    ASSERT_TRUE(qOK && nCols == 8);
+    EXPECT_EQ(std::make_pair(all(6, 8), all(1, 2)), std::make_pair(nodeValue(10, 8), nodeValue(5, 2)));
 }
 
 TEST_F(Streamlines, PointersOutsideTheNodeTableFail) {
@@ -203,10 +190,7 @@ TEST_F(Streamlines, CellsRoundHalfToEvenAndIJKNeedsTheGrid) {
     int32_t nnodes = 0;
     set.getSingleStreamlineCells(1, iCell, nnodes, qOK);
     ASSERT_TRUE(qOK);
-    EXPECT_EQ(iCell(1), 2);
-    EXPECT_EQ(iCell(2), 4);
-    EXPECT_EQ(iCell(3), -2);
-    EXPECT_EQ(iCell(4), 12);
+    EXPECT_EQ(values(iCell), (std::vector<int32_t>{2, 4, -2, 12}));
 
     Array<int32_t> i, j, k;
     set.getSingleStreamlineIJK(1, i, j, k, nnodes, qOK);
@@ -214,11 +198,8 @@ TEST_F(Streamlines, CellsRoundHalfToEvenAndIJKNeedsTheGrid) {
     set.setGridDimension(3, 2, 2, qOK);
     set.getSingleStreamlineIJK(1, i, j, k, nnodes, qOK);
     ASSERT_TRUE(qOK);
-    EXPECT_EQ(i(4), 3);
-    EXPECT_EQ(j(4), 2);
-    EXPECT_EQ(k(4), 2);
-    EXPECT_EQ(j(2), 2);  // cell 4 = (1, 2, 1)
-    EXPECT_EQ(k(2), 1);
+    // Cell 4 is (1, 2, 1), cell 12 (3, 2, 2).
+    EXPECT_EQ((std::vector<int32_t>{i(2), j(2), k(2), i(4), j(4), k(4)}), (std::vector<int32_t>{1, 2, 1, 3, 2, 2}));
 
     nodes(1, 4) = 1e10f;
     set.setStreamLineData(nodes, 6, 4, qOK);
@@ -232,21 +213,14 @@ TEST_F(Streamlines, DataTableLeavesIJKAtZeroWithoutGrid) {
     Array<float> data;
     int32_t nCols = 0, nnodes = 0;
     set.getSingleStreamlineData(1, data, nCols, nnodes, qOK);
-    ASSERT_TRUE(qOK);
-    EXPECT_EQ(nCols, 8);
-    EXPECT_EQ(nnodes, 4);
-    EXPECT_EQ(data(3, 1), nodeValue(3, 1));
-    EXPECT_EQ(data(3, 4), 0);
-    EXPECT_EQ(data(3, 6), 0);
-    EXPECT_EQ(data(3, 7), nodeValue(3, 5));
-    EXPECT_EQ(data(3, 8), nodeValue(3, 6));
+    ASSERT_TRUE(qOK && nCols == 8 && nnodes == 4);
+    EXPECT_EQ((std::vector<float>{data(3, 1), data(3, 4), data(3, 6), data(3, 7), data(3, 8)}),
+              (std::vector<float>{nodeValue(3, 1), 0, 0, nodeValue(3, 5), nodeValue(3, 6)}));
 
     set.setGridDimension(5, 2, 1, qOK);
     set.getSingleStreamlineData(3, data, nCols, nnodes, qOK);
     ASSERT_TRUE(qOK);
-    EXPECT_EQ(data(6, 4), 5);  // cell 10 = (5, 2, 1)
-    EXPECT_EQ(data(6, 5), 2);
-    EXPECT_EQ(data(6, 6), 1);
+    EXPECT_EQ((std::vector<float>{data(6, 4), data(6, 5), data(6, 6)}), (std::vector<float>{5, 2, 1}));  // cell 10
 
     set.getSingleStreamlineData(9, data, nCols, nnodes, qOK);  // no nodes: a failure here
     EXPECT_FALSE(qOK);

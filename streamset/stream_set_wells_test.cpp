@@ -1,11 +1,7 @@
-// The well table: growth, name storage and lookups, getters by number and by name, lists.
-#include <gtest/gtest.h>
+// The well table: growth, name storage and lookups, getters by number and by name, lists, and
+// the well list.
+#include <tuple>
 
-#include <initializer_list>
-#include <string>
-#include <vector>
-
-#include "common/shared_objects.hpp"
 #include "common/test_support.hpp"
 #include "streamset/stream_set.hpp"
 
@@ -55,9 +51,7 @@ TEST(StreamSetWells, TableGrowsAndNeverShrinks) {
     int32_t count = 0;
     bool qOK = false;
     set.getWellNames(untouched, count, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(count, -1);
-    EXPECT_EQ(untouched.lbound(), 5);
+    EXPECT_TRUE(qOK && count == -1 && untouched.lbound() == 5);
 
     // Zero wells stores nothing but still raises the count from -1 to 0.
     set.setWellNames(Array<std::string>(), 0, qOK);
@@ -72,16 +66,15 @@ TEST(StreamSetWells, TableGrowsAndNeverShrinks) {
     set.getWellsDefined(defined, count, qOK);
     set.getWellLocationsDefined(locationDefined, count, qOK);
     set.getWellLocations(x, y, z, count, qOK);
+    EXPECT_EQ(values(defined), values(locationDefined));
     EXPECT_EQ(values(defined), std::vector<bool>(3, true));
-    EXPECT_EQ(values(locationDefined), std::vector<bool>(3, true));
+    EXPECT_EQ(values(x), values(z));
     EXPECT_EQ(values(x), std::vector<float>(3, 0.0f));
-    EXPECT_EQ(values(z), std::vector<float>(3, 0.0f));
 
     set.setWellTypes(list({7}), 1, qOK);
     Array<int32_t> types(0, 9);
     set.getWellTypes(types, count, qOK);
-    EXPECT_EQ(count, 3);
-    EXPECT_EQ(types.lbound(), 1);
+    EXPECT_EQ(types.lbound() + count, 4);
     EXPECT_EQ(values(types), (std::vector<int32_t>{7, 2, 3}));
 
     storeNames(set, {"A", "B"});
@@ -96,8 +89,7 @@ TEST(StreamSetWells, ShortCallerArrayKeepsEarlierWellsAndReports) {
     bool qOK = true;
     set.setWellNames(list<std::string>({"A", "B"}), 3, qOK);
     EXPECT_FALSE(qOK);
-    EXPECT_EQ(set.NumberWells(), 3);
-    EXPECT_EQ(set.getWellName(2), "B");
+    EXPECT_EQ(std::make_pair(set.NumberWells(), set.getWellName(2)), std::make_pair(3, std::string("B")));
     EXPECT_EQ(lastReport(), "Error:Subscript out of range (No.9) In [rvStreamSet (Code) "
                             "(rvStreamSet.setWellNames)] ");
 
@@ -150,17 +142,21 @@ TEST(StreamSetWells, GettersByNumberAndByNameLeaveOutputsAloneForAnInvalidWell) 
 
     int32_t type = -5;
     set.getWellNameType("nowhere", type, qOK);
-    EXPECT_FALSE(qOK);  // unlike getWellType
-    EXPECT_EQ(type, -5);
+    EXPECT_FALSE(qOK || type != -5);  // unlike getWellType
     set.getWellNameType("i1", type, qOK);
     EXPECT_TRUE(qOK && type == 2);
-    bool defined = true;
-    set.getWellNameDefined("nowhere", defined, qOK);
-    EXPECT_FALSE(defined || qOK);
-    set.getWellNameDefined("P1", defined, qOK);
-    EXPECT_TRUE(!defined && qOK);
-    set.getWellNameLocationDefined("I1", defined, qOK);
-    EXPECT_TRUE(!defined && qOK);
+    // The defined flags by name: (name, getter) -> (defined, qOK).
+    using ByName = void (rvStreamSet::*)(const std::string&, bool&, bool&) const;
+    const std::tuple<std::string, ByName, bool, bool> flags[] = {
+        {"nowhere", &rvStreamSet::getWellNameDefined, false, false},
+        {"P1", &rvStreamSet::getWellNameDefined, false, true},
+        {"I1", &rvStreamSet::getWellNameDefined, true, true},
+        {"I1", &rvStreamSet::getWellNameLocationDefined, false, true}};
+    for (const auto& [name, member, expected, ok] : flags) {
+        bool defined = !expected;
+        (set.*member)(name, defined, qOK);
+        EXPECT_EQ(std::make_pair(defined, qOK), std::make_pair(expected, ok)) << name;
+    }
     float x = 0, y = 0, z = 0;
     set.getWellNameLocation("I1", x, y, z, qOK);
     EXPECT_EQ((std::vector<float>{x, y, z}), (std::vector<float>{2, 4, 6}));
@@ -187,8 +183,7 @@ TEST(StreamSetWells, ListsResolveNamesAndNumbers) {
 
     Array<std::string> names(0, 0);
     set.getListOfWellNames(list({2, 0, 1, 3}), 4, names, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(names.lbound(), 1);
+    EXPECT_TRUE(qOK && names.lbound() == 1);
     EXPECT_EQ(values(names), (Names{"I1", "", "P1", ""}));
 }
 
@@ -198,10 +193,9 @@ TEST(StreamSetWells, ModeLookupComparesAsGivenAndAnswersZeroInTheWholeTableMode)
     const auto lookup = [&](const char* name, int32_t mode) {
         return WellLookupTestAccess::lookup(set, name, mode);
     };
-    EXPECT_EQ(lookup("Prod1", 3), 0);
-    EXPECT_EQ(lookup("INJ", 0), 0);
-    EXPECT_EQ(lookup("PROD1", 3), -1);
-    EXPECT_EQ(lookup("Prod1", 1), -1);  // no producer entries yet
+    // No producer entries yet.
+    EXPECT_EQ((std::vector<int32_t>{lookup("Prod1", 3), lookup("INJ", 0), lookup("PROD1", 3), lookup("Prod1", 1)}),
+              (std::vector<int32_t>{0, 0, -1, -1}));
 
     // Producer entry 1 is well 1; injector entry 0 (counted too) is well 2.
     Array<int32_t> producers(1, 5, 0, 1), injectors(1, 5, 0, 0), links(1, 5, 1, 1);
@@ -210,10 +204,76 @@ TEST(StreamSetWells, ModeLookupComparesAsGivenAndAnswersZeroInTheWholeTableMode)
     bool qOK = false;
     set.setProducerData(producers, 1, links, 0, qOK);
     set.setInjectorData(injectors, 0, links, 0, qOK);
-    EXPECT_EQ(lookup("Prod1", 1), 1);
-    EXPECT_EQ(lookup("INJ", 1), -1);
-    EXPECT_EQ(lookup("INJ", 2), 2);
-    EXPECT_EQ(lookup("inj", 2), -1);
+    EXPECT_EQ((std::vector<int32_t>{lookup("Prod1", 1), lookup("INJ", 1), lookup("INJ", 2), lookup("inj", 2)}),
+              (std::vector<int32_t>{1, -1, 2, -1}));
+}
+
+// ---- the well list ----
+
+TEST(WellList, NewDatasetAndHandSetFlag) {
+    rvStreamSet set;
+    EXPECT_FALSE(set.WellListSet() || set.UseWellList());
+    Array<int32_t> numbers;
+    int32_t n = 9;
+    bool qOK = false;
+    set.GetWellListNumbers(numbers, n, qOK);
+    EXPECT_TRUE(qOK && n == 0);
+    // Setting the flag by hand exposes the stored one-element list as it is.
+    set.WellListSet(true);
+    Array<std::string> names;
+    set.GetWellList(names, n, qOK);
+    EXPECT_EQ(values(names, n), Names{""});
+}
+
+TEST(WellList, ResolvesInWellOrderAlwaysAnswersFalseAndNeedsElementOne) {
+    rvStreamSet set;
+    storeNames(set, {"P1", "P2", "I1"});
+    bool qOK = true;
+    const auto numbers = [&] {
+        Array<int32_t> list;
+        int32_t n = 0;
+        set.GetWellListNumbers(list, n, qOK);
+        return values(list, n);
+    };
+    // The caller's array as the member left it: the names handed out, or untouched when none were.
+    const auto names = [&] {
+        Array<std::string> list = testing_support::list<std::string>({"untouched"});
+        int32_t n = 0;
+        set.GetWellList(list, n, qOK);
+        return n == 0 ? values(list) : values(list, n);
+    };
+    set.SetWellList(list<std::string>({"P2", "p1"}), qOK);
+    EXPECT_FALSE(qOK);
+    EXPECT_TRUE(set.WellListSet());
+    EXPECT_EQ(numbers(), (std::vector<int32_t>{1, 2}));
+    EXPECT_EQ(names(), (Names{"P2", "p1"}));  // kept as given
+
+    // Unknown and repeated names leave trailing zeros; the count is the number of names.
+    set.SetWellList(list<std::string>({"I1", "NOPE", "I1"}), qOK);
+    EXPECT_EQ(numbers(), (std::vector<int32_t>{3, 0, 0}));
+
+    // The defined-and-listed check looks among the dataset's own names: unlisted I1 passes too.
+    set.setWellDefined(list({true, false, true}), 3, qOK);
+    set.SetWellList(list<std::string>({"P1"}), qOK);
+    std::vector<bool> passes;
+    for (const int32_t iWell : {1, 2, 3, 4}) {
+        bool qDefined = iWell == 4;
+        set.GetWellDefinedAndInList(iWell, qDefined, qOK);
+        passes.push_back(qDefined);
+        EXPECT_EQ(qOK, iWell != 4);
+    }
+    EXPECT_EQ(passes, (std::vector<bool>{true, false, true, false}));
+
+    // One empty name clears the list; what was resolved before is no longer handed out.
+    set.SetWellList(list<std::string>({""}), qOK);
+    EXPECT_FALSE(qOK || set.WellListSet());
+    EXPECT_EQ(names(), Names{"untouched"});
+    EXPECT_TRUE(qOK);
+
+    errorReporter().clearRecentMessages();
+    set.SetWellList(list<std::string>({"P1", "P2"}, 2), qOK);
+    EXPECT_FALSE(qOK);
+    EXPECT_EQ(lastReport(), "Error:Subscript out of range (No.9) In [rvStreamSet (Code) (rvStreamSet.SetWellList)] ");
 }
 
 }  // namespace

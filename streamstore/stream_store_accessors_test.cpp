@@ -100,36 +100,30 @@ TEST_F(StoreTest, BadNumbersGiveFallbacksAndTheSpareNumberReachesTheFreshSpareDa
         store.DSGetWellList(bad, names, number, qOK);
         EXPECT_EQ(names(1), "keep");
         store.SetDSFileName(bad, "changed");
-        store.IsDirty(bad, true);
         store.DSSetFileType(bad, 5, qOK);
         EXPECT_FALSE(qOK);
     }
-    for (int32_t i = 1; i <= 3; ++i) {
-        EXPECT_EQ(item(i)->FileName(), "");
-        EXPECT_FALSE(item(i)->IsDirty());
-        EXPECT_EQ(item(i)->FileType(), 0);
-    }
+    for (int32_t i = 1; i <= 3; ++i)
+        EXPECT_EQ(std::make_pair(item(i)->FileName(), item(i)->FileType()), std::make_pair(std::string(), 0));
     EXPECT_TRUE(reports().empty());
 
     std::string origin = "keep";
     EXPECT_TRUE(store.DSOrigin(3, origin));
     EXPECT_EQ(origin, "");
     EXPECT_EQ(store.DSNumberWells(3), -1) << "a fresh dataset has no well table yet";
-    EXPECT_TRUE(store.Initialised(3) && store.AllData(3));
-    EXPECT_EQ(store.LoadEverySL(3), 1);
+    EXPECT_TRUE(store.Initialised(3) && store.AllData(3) && store.LoadEverySL(3) == 1);
     bool qOK = false;
     store.DSSetFileType(3, 7, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(item(3)->FileType(), 7);
+    EXPECT_TRUE(qOK && item(3)->FileType() == 7);
     EXPECT_EQ(store.NumberOfStreamSets(), 2);
 }
 
-// A forward to the wrong dataset member is the fault to catch: every attribute gets its own value.
-TEST_F(StoreTest, AttributeAccessorsReachTheirOwnMemberOfTheNumberedDataSet) {
+// A forward to the wrong dataset member is the fault to catch: every field gets its own value.
+TEST_F(StoreTest, ForwardsReachTheirOwnMemberOfTheNumberedDataSet) {
     fill({"A", "B"});
     const auto target = item(2);
-    target->GroupName("GROUP");
     target->TVGroupName("TREE");
+    target->GroupName("GROUP");
     target->SourceType("SIM");
     target->DataClass("CLASS");
     target->UniqueKey("KEY");
@@ -140,29 +134,18 @@ TEST_F(StoreTest, AttributeAccessorsReachTheirOwnMemberOfTheNumberedDataSet) {
     target->index(11);
     target->iStart(12);
     target->iEnd(13);
+    bool qOK = false;
     store.SetDSFileName(2, "one.dat");
     EXPECT_EQ(target->FileName(), "one.dat");
     store.DSsetFileName(2, "two.dat");
-    bool qOK = false;
     store.DSSetFileType(2, 4, qOK);
-    EXPECT_TRUE(qOK);
     store.DSSetWAFType(2, 5, qOK);
     EXPECT_TRUE(qOK);
     EXPECT_EQ(target->WAFType(), 5);
     store.IsDirty(2, true);
     store.DSUseWellList(2, true);
-
-    EXPECT_EQ((Strings{store.Origin(2), store.GroupName(2), store.SourceType(2), store.UniqueKey(2),
-                       store.DataRootPath(2), store.GetDataRootPath(2), store.FileName(2),
-                       store.GetFileName(2), store.DateStamp(2), store.GetDataSetDate(2)}),
-              (Strings{"B", "GROUP", "SIM", "KEY", "ROOT", "ROOT", "two.dat", "two.dat",
-                       "01/01/2024", "01/01/2024"}));
-    EXPECT_EQ((std::vector<int32_t>{store.index(2), store.iStart(2), store.iEnd(2),
-                                    store.FileType(2), store.LoadEverySL(2)}),
-              (std::vector<int32_t>{11, 12, 13, 4, 4}));
-    EXPECT_TRUE(store.Formatted(2) && store.IsDirty(2) && store.DSUseWellList(2) &&
-                store.MissedSL(2));
-    EXPECT_FALSE(store.Unified(2) || store.WAF(2));
+    store.DSSetLimits(2, 1, 2, 3, 4, 5, 6, qOK);
+    target->setGridDimension(4, 5, 6, qOK);
 
     Strings fetched(6);
     int32_t numbers[2] = {};
@@ -170,8 +153,22 @@ TEST_F(StoreTest, AttributeAccessorsReachTheirOwnMemberOfTheNumberedDataSet) {
                 store.DSTVGroupName(2, fetched[2]) && store.DSSourceType(2, fetched[3]) &&
                 store.DSDataClass(2, fetched[4]) && store.DSDateStamp(2, fetched[5]) &&
                 store.DSDataIndex(2, numbers[0]) && store.DSFileType(2, numbers[1]));
-    EXPECT_EQ(fetched, (Strings{"B", "GROUP", "TREE", "SIM", "CLASS", "01/01/2024"}));
-    EXPECT_EQ((std::vector<int32_t>{numbers[0], numbers[1]}), (std::vector<int32_t>{11, 4}));
+    const Strings properties = {store.Origin(2), store.GroupName(2), store.SourceType(2), store.UniqueKey(2),
+                                store.DataRootPath(2), store.GetDataRootPath(2), store.FileName(2),
+                                store.GetFileName(2), store.DateStamp(2), store.GetDataSetDate(2)};
+    fetched.insert(fetched.end(), properties.begin(), properties.end());
+    EXPECT_EQ(fetched, (Strings{"B", "GROUP", "TREE", "SIM", "CLASS", "01/01/2024", "B", "GROUP", "SIM", "KEY",
+                                "ROOT", "ROOT", "two.dat", "two.dat", "01/01/2024", "01/01/2024"}));
+    float l[6];
+    int32_t n[3];
+    store.DSGetLimits(2, l[0], l[1], l[2], l[3], l[4], l[5], qOK);
+    store.DSGetGridDimension(2, n[0], n[1], n[2], qOK);
+    EXPECT_EQ((std::vector<float>{l[0], l[1], l[2], l[3], l[4], l[5]}), (std::vector<float>{1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ((std::vector<int32_t>{numbers[0], numbers[1], store.index(2), store.iStart(2), store.iEnd(2),
+                                    store.FileType(2), store.LoadEverySL(2), n[0], n[1], n[2]}),
+              (std::vector<int32_t>{11, 4, 11, 12, 13, 4, 4, 4, 5, 6}));
+    EXPECT_TRUE(store.Formatted(2) && store.IsDirty(2) && store.DSUseWellList(2) && store.MissedSL(2));
+    EXPECT_FALSE(store.Unified(2) || store.WAF(2));
     EXPECT_FALSE(store.DSGetDataSetAttribute(2, 5, fetched[0])) << "the dataset's own answer";
     EXPECT_EQ(fetched[0], "Unknown");
 
@@ -182,23 +179,14 @@ TEST_F(StoreTest, AttributeAccessorsReachTheirOwnMemberOfTheNumberedDataSet) {
     EXPECT_EQ(store.UnitDataSource(1), 0);
 }
 
-TEST_F(StoreTest, TablesAndWellListsPassThroughInTheirPublishedOrder) {
+// The well table and the attached WAF set's wells, each list member with its own answer.
+TEST_F(StoreTest, WellForwardsKeepTheirPublishedOrder) {
     fill({"A"});
     const auto target = item(1);
     bool qOK = false;
-    store.DSSetLimits(1, 1, 2, 3, 4, 5, 6, qOK);
-    EXPECT_TRUE(qOK);
-    float x0, x1, y0, y1, z0, z1;
-    store.DSGetLimits(1, x0, x1, y0, y1, z0, z1, qOK);
-    EXPECT_EQ((std::vector<float>{x0, x1, y0, y1, z0, z1}), (std::vector<float>{1, 2, 3, 4, 5, 6}));
-    target->setGridDimension(4, 5, 6, qOK);
-    int32_t nx, ny, nz;
-    store.DSGetGridDimension(1, nx, ny, nz, qOK);
-    EXPECT_EQ((std::vector<int32_t>{nx, ny, nz}), (std::vector<int32_t>{4, 5, 6}));
-
     target->setWellNames(textArray({"P1", "I1"}), 2, qOK);
-    EXPECT_EQ(store.DSNumberWells(1), 2);
-    EXPECT_EQ(store.DSWellNumber(1, "i1"), 2);
+    EXPECT_EQ((std::vector<int32_t>{store.DSNumberWells(1), store.DSWellNumber(1, "i1")}),
+              (std::vector<int32_t>{2, 2}));
     EXPECT_EQ(store.DSWellName(1, 2), "I1");
     Array<int32_t> numbers(1, 2);
     store.DSListOfWellNumbers(1, textArray({"I1", "X"}), 2, numbers, qOK);
@@ -219,8 +207,8 @@ TEST_F(StoreTest, TablesAndWellListsPassThroughInTheirPublishedOrder) {
     store.DSWAFListOfWellNames(1, longArray({3, 1}), 2, waf, qOK);
     EXPECT_EQ(values(plain), (Strings{"W3", "W1"}));
     EXPECT_EQ(values(waf), values(plain));
-    EXPECT_EQ(store.DSWAFNumberWells(1), 3);
-    EXPECT_EQ(store.DSWAFWellNumber(1, "W2"), 2);
+    EXPECT_EQ((std::vector<int32_t>{store.DSWAFNumberWells(1), store.DSWAFWellNumber(1, "W2")}),
+              (std::vector<int32_t>{3, 2}));
     EXPECT_EQ(store.DSWAFWellName(1, 3), "W3");
     store.DSWAFWellNames(1, waf, n, qOK);
     EXPECT_EQ(values(waf, n), (Strings{"W1", "W2", "W3"}));

@@ -65,7 +65,8 @@ protected:
 
 // Each search starts from SearchClear. Origin and source type alone (fewer than three conditions)
 // take the fast case with flag 0; anything else the general case with flag -1. Values match the
-// whole text, ignoring case.
+// whole text, ignoring case. The random sequences in stream_store_add_test.cpp hold every search to
+// the published procedure; these are the cases they do not reach, and a few anchors.
 TEST_F(SearchTest, ConditionsCandidatesAndExitAfterOne) {
     struct Case {
         Conditions conditions;
@@ -80,21 +81,13 @@ TEST_F(SearchTest, ConditionsCandidatesAndExitAfterOne) {
         {{{kOrigin, "BASE"}, {kDataClass, "grid"}}, {}, false, true, {{1, -1}, {3, -1}, {5, -1}}},
         {{{kOrigin, "BASE"}, {kSourceType, "SIM"}, {kUnits, "2"}}, {}, false, true, {{5, -1}}},
         {{{kOrigin, "BAS"}}, {}, false, false, {}},  // the pre-filter leaves nothing
-        {{{kDataClass, "GRI"}}, {}, false, true, {}},  // the general case finds nothing
-        {{{kSourceType, "NONE"}, {kSourceType, "file"}}, {}, false, true, {{3, 0}}},  // replaced
         // A code without an attribute passes every dataset; code 14 answers "Unknown".
         {{{-3, "whatever"}, {14, "UNKNOWN"}}, {}, false, true,
          {{1, -1}, {2, -1}, {3, -1}, {4, -1}, {5, -1}}},
-        {{{14, "x"}}, {}, false, true, {}},
-        // The first hit in candidate order; in the fast case too.
+        // The first hit in candidate order; numbers outside the store are skipped, silently.
         {{{kDataClass, "GRID"}}, {4, 5, 1}, true, true, {{5, -1}}},
-        {{{kOrigin, "BASE"}}, {}, true, true, {{1, 0}}},
-        {{{kSourceType, "SIM"}}, {5, 2}, false, true, {{5, 0}, {2, 0}}},
-        // Numbers outside the store are skipped, silently; and both cases keep candidate order.
-        {{{kDataClass, "GRID"}}, {0, 6, 3, -4, 99, 1}, false, true, {{3, -1}, {1, -1}}},
         {{{kDataClass, "GRID"}, {kOrigin, "BASE"}}, {0, 6, 3, -4, 99, 1}, false, true,
          {{3, -1}, {1, -1}}},
-        {{{kDataClass, "GRID"}}, {7, 0}, false, true, {}},
     };
     for (const Case& c : cases) {
         store.SearchClear();
@@ -153,22 +146,6 @@ TEST_F(SearchTest, FailedOrRefusedSearchesKeepThePreviousState) {
     store.ReInitialise();
     condition({{kDataClass, "GRID"}});
     EXPECT_FALSE(search()) << "an empty store finds nothing";
-}
-
-TEST_F(SearchTest, OriginPreFilterReadsTheUpperCaseCopyAndTheGeneralCaseChecksAgain) {
-    // Attribute code 1 changes Origin but not its upper-case copy.
-    std::string renamed = "NEW";
-    item(1)->SetDataSetAttribute(kOrigin, renamed);
-    condition({{kOrigin, "NEW"}});
-    EXPECT_FALSE(search());
-
-    store.SearchClear();
-    condition({{kOrigin, "BASE"}});
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{1, 0}, {3, 0}, {5, 0}})) << "the fast case trusts the pre-filter";
-    condition({{kDataClass, "GRID"}});
-    ASSERT_TRUE(search());
-    EXPECT_EQ(hits(), (Hits{{3, -1}, {5, -1}})) << "the full test reads Origin itself";
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // The dataset list: a new store, bad numbers, the DeleteItems quirk, reported failures, keys and
-// re-initialising. Adds, replacements and deletes in general are held to the published
+// re-initialising. Adds, replacements, deletes and searches in general are held to the published
 // procedures by the random sequences in stream_store_add_test.cpp.
 #include <functional>
 
@@ -44,14 +44,10 @@ TEST_F(StoreTest, DeleteItemsAlwaysDropsTheFirstDataSet) {
     const std::vector<Case> cases = {
         {five, longArray({3}), {"D2", "D4", "D5"}},
         {five, Array<int32_t>(), {"D2", "D3", "D4", "D5"}},
-        {five, longArray({42, -7}), {"D2", "D3", "D4", "D5"}},
-        {five, longArray({1}), {"D2", "D3", "D4", "D5"}},
-        {five, longArray({5, 2}), {"D3", "D4"}},
+        {five, longArray({1, 42, -7}), {"D2", "D3", "D4", "D5"}},
         // Element 0 lies outside the scanned range 1 .. upper bound.
         {five, longArray({3, 4}, 0), {"D2", "D3", "D5"}},
         {{"D1", "D2", "D3"}, longArray({2, 3}), {}},
-        // A single dataset goes whatever the list says.
-        {{"D1"}, longArray({99}), {}},
     };
     for (const auto& c : cases) {
         store.ReInitialise();

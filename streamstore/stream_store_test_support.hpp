@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -47,11 +46,6 @@ protected:
         errorReporter().clearRecentMessages();
     }
 
-    void answer(std::initializer_list<int32_t> choices) {
-        for (const int32_t choice : choices) dialog->addAnswer(choice);
-    }
-    size_t questionsAsked() const { return dialog->questions().size(); }
-
     std::shared_ptr<rvStreamSet> item(int32_t iDataSet) {
         std::shared_ptr<rvStreamSet> dataSet;
         store.GetItem(iDataSet, dataSet);
@@ -68,7 +62,6 @@ protected:
     void fill(const std::vector<std::string>& names) {
         for (const auto& name : names) store.AddItem(makeDataSet(name));
     }
-
 
     std::shared_ptr<ScriptedDialog> dialog;
     rvStreamStore store;

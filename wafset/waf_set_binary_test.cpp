@@ -1,6 +1,5 @@
 // The WAF set's record section: what it writes, what a round trip keeps, the kept quirks of the
 // format and how the import treats short, unknown and missing records.
-#include <gtest/gtest.h>
 
 #include "streamstore/persistence_test_support.hpp"
 
@@ -122,21 +121,16 @@ TEST_F(WafSetBinaryTest, ImportAppliesMinimumCountsAndKeepsWhatRecordsDoNotCover
     EXPECT_TRUE(importSet(set, path("short.rec")));
     EXPECT_TRUE(reports().empty());
 
-    EXPECT_EQ(set.NumberWells(), 2);
-    EXPECT_EQ(set.NumberProducers(), 4);
-    EXPECT_EQ(set.NumberInjectors(), 6);
-    int32_t day = 0, month = 0, year = 0;
+    int32_t day = 0, month = 0, year = 0, type = -1;
     set.getStartDate(day, month, year, ok);
-    EXPECT_EQ(year, 1999);
-    EXPECT_EQ(set.TimeStep(), 42);
-    std::string name;
-    set.getWellName(1, name, ok);
-    EXPECT_EQ(name, std::string(40, 'W'));
-    int32_t type = -1;
     set.getWellType(1, type, ok);
-    EXPECT_EQ(type, 0);
-    set.getWellName(2, name, ok);
-    EXPECT_EQ(name, "");
+    EXPECT_EQ((std::vector<int32_t>{set.NumberWells(), set.NumberProducers(), set.NumberInjectors(), year,
+                                    set.TimeStep(), type}),
+              (std::vector<int32_t>{2, 4, 6, 1999, 42, 0}));
+    std::string first, second;
+    set.getWellName(1, first, ok);
+    set.getWellName(2, second, ok);
+    EXPECT_EQ(first + "|" + second, std::string(40, 'W') + "|");
     bool defined = true;
     set.getWellDefined(2, defined, ok);
     EXPECT_FALSE(defined);
@@ -157,8 +151,8 @@ TEST_F(WafSetBinaryTest, FileEndingBeforeTheClosingRecordFailsAndSaysWhere) {
     rvWAFSet set;
     EXPECT_FALSE(importSet(set, path("open.rec")));
     EXPECT_EQ(set.SimulationTime(), 9.5f);  // kept
-    EXPECT_TRUE(anyReportContains("before the closing record '<WAF'"));
-    EXPECT_TRUE(anyReportContains("In [rvWAFSet (Code) (BINARYIMPORT)]"));
+    EXPECT_TRUE(anyReportContains("before the closing record '<WAF'") &&
+                anyReportContains("In [rvWAFSet (Code) (BINARYIMPORT)]"));
 
     // A record naming a row the table does not have is a run-time error, reported.
     errorReporter().clearRecentMessages();
