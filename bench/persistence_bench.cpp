@@ -190,6 +190,8 @@ void report(benchmark::State& state, const Spent& raw, const Spent& library) {
     state.counters["ratio"] = raw.total / library.total;
     state.counters["best_ratio"] = raw.best / library.best;
     state.counters["cpu_ratio"] = raw.processor / library.processor;
+    state.counters["raw_cpu_ms"] = 1e3 * raw.processor / runs;
+    state.counters["store_cpu_ms"] = 1e3 * library.processor / runs;
 }
 
 // Arg 0: into the page cache; arg 1: synced to the disk (Commit's fsync against fsync()).
