@@ -17,8 +17,9 @@ namespace {
 
 constexpr size_t kHugePage = size_t{2} << 20;
 
-// Blocks kept for reuse: at most this many, and at most this many bytes in all.
-constexpr size_t kSpareCount = 4;
+// Blocks kept for reuse: at most this many (enough for the tables of a store of many datasets),
+// and at most this many bytes in all.
+constexpr size_t kSpareCount = 32;
 constexpr size_t kSpareBytesLimit = size_t{1} << 30;
 
 struct Spare {
