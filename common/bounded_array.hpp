@@ -138,11 +138,18 @@ private:
         int32_t first;
         int32_t second;
     };
-    // Frees the block unless it was borrowed.
+    // Frees the block unless it was borrowed; a large block (bytes above 0) goes back to where
+    // takeLargeBlock found it.
     struct BlockDeleter {
         bool owned = true;
+        size_t bytes = 0;
         void operator()(T* block) const noexcept {
-            if (owned) delete[] block;
+            if (!owned) return;
+            if (bytes > 0) {
+                giveBackLargeBlock(block, bytes);
+            } else {
+                delete[] block;
+            }
         }
     };
     using Block = std::unique_ptr<T[], BlockDeleter>;
@@ -215,14 +222,14 @@ private:
     }
 
     // A new block, cleared or left for the caller to overwrite. A large block of plain values
-    // (numbers, flags) is advised onto huge pages before anything touches it.
+    // (numbers, flags) comes on huge pages, often from a table dropped before.
     static Block allocate(size_t n, bool clear) {
         if (n == 0) return nullptr;
         try {
             if constexpr (std::is_trivially_default_constructible_v<T> && std::is_trivially_copyable_v<T>) {
-                Block block(new T[n]);
-                adviseHugePages(block.get(), n * sizeof(T));
-                if (clear) std::memset(static_cast<void*>(block.get()), 0, n * sizeof(T));
+                const size_t bytes = n * sizeof(T);
+                Block block = bytes >= kHugePageAdviceBytes ? largeBlock(bytes) : Block(new T[n]);
+                if (clear) std::memset(static_cast<void*>(block.get()), 0, bytes);
                 return block;
             } else {
                 return Block(clear ? new T[n]() : new T[n]);
@@ -230,6 +237,12 @@ private:
         } catch (const std::bad_alloc&) {
             raiseError(kErrOutOfMemory);
         }
+    }
+
+    static Block largeBlock(size_t bytes) {
+        void* block = takeLargeBlock(bytes);
+        if (block == nullptr) raiseError(kErrOutOfMemory);
+        return Block(static_cast<T*>(block), BlockDeleter{true, bytes});
     }
 
     // A block is kept when the new size fits it and leaves at most the new size plus 64 KiB
