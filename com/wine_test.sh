@@ -13,7 +13,10 @@
 set -uo pipefail
 wine=$1 prefix=$2 dll=$3 step=$4
 shift 4
+# Headless and without questions: no display (a test that needs one starts its own), no offer to
+# install Mono or Gecko.
 export WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" WINEDLLPATH=
+unset DISPLAY WAYLAND_DISPLAY
 # Wine starts services that outlive the program and keep its output open, so output goes through
 # a file: a pipe would stay open (and its reader waiting) until they end.
 scratch=$(mktemp)
