@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "common/errors.hpp"
+#include "common/host_message_loop.hpp"
 #include "common/version.hpp"
 #include "info/stream_storage_info.hpp"
 #include "recordfile/constant_list.hpp"
@@ -29,8 +30,8 @@ struct rvStreamStore::BinaryForm {
 
     // ---- export ----
 
-    // A failed write does not stop the export; qOK is the success of the closing record. The
-    // library has no message loop of its own, so nothing is pumped between datasets.
+    // A failed write does not stop the export; qOK is the success of the closing record. Between
+    // datasets the host's message loop runs when input is pending.
     static void write(rvStreamStore& s, RecordFile& file, bool& qOK) {
         RecordIO io;
         RecordWriter writer(io, file, false, kSource, "BINARYEXPORT");
@@ -47,7 +48,10 @@ struct rvStreamStore::BinaryForm {
         writer.record("FOLDERKEY", "CHAR", {s.FolderKey_});
         const int32_t numberOfSets = s.NumberOfStreamSets();
         writer.record("NUMSETS", "INTE", {numberOfSets});
-        for (int32_t i = 1; i <= numberOfSets; ++i) s.dataSetAt(i).BINARYEXPORT(file, qOK);
+        for (int32_t i = 1; i <= numberOfSets; ++i) {
+            s.dataSetAt(i).BINARYEXPORT(file, qOK);
+            runHostMessageLoopOnce();
+        }
         writer.marker("<STREAMSTORE");
         qOK = writer.lastOK();
     }
