@@ -41,7 +41,7 @@ if [ ${#missing[@]} -gt 0 ]; then
   if apt_install "${packages32[@]}" 2>"$install_log"; then
     rm -f "$reason_file"
   else
-    first_error=$(grep -h '^E:' "$update_log" "$install_log" | head -n 1 | cut -c1-200)
+    first_error=$(grep -h '^E:' "$update_log" "$install_log" | head -n 1 | sed 's/ *\[IP:[^]]*\]//' | cut -c1-200)
     echo "wine32:i386 could not be installed (${first_error:-apt-get install failed})" >"$reason_file"
     echo "32-bit Wine could not be installed; 32-bit tests will be skipped" >&2
   fi
