@@ -355,7 +355,13 @@ HRESULT moveOut(VARIANT& temporary, VARIANT* target) {
         IUnknown* object = V_UNKNOWN(&temporary);
         V_VT(target) = VT_DISPATCH;
         V_DISPATCH(target) = nullptr;
-        if (object != nullptr) object->lpVtbl->QueryInterface(object, IID_IDispatch, reinterpret_cast<void**>(&V_DISPATCH(target)));
+        if (object != nullptr &&
+            FAILED(object->lpVtbl->QueryInterface(object, IID_IDispatch, reinterpret_cast<void**>(&V_DISPATCH(target))))) {
+            // Not a dispatch object (an enumerator, say): handed out as it is.
+            object->lpVtbl->AddRef(object);
+            V_VT(target) = VT_UNKNOWN;
+            V_UNKNOWN(target) = object;
+        }
         return S_OK;
     }
     *target = temporary;  // moved

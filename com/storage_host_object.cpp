@@ -36,10 +36,82 @@ HRESULT STDMETHODCALLTYPE get_Item(IChoiceCollection* self, LONG index, BSTR* va
     return runMember("Collection", "Item", [&] { *value = toBSTR(items[static_cast<size_t>(index) - 1]); });
 }
 
-HRESULT STDMETHODCALLTYPE get__NewEnum(IChoiceCollection*, IUnknown** value) {
-    if (value == nullptr) return E_POINTER;
-    *value = nullptr;
-    return E_NOTIMPL;  // Count and Item give the captions in order
+// For Each over the collection: an IEnumVARIANT over a copy of the captions (a handful of short
+// strings), each handed out as a VT_BSTR.
+struct CaptionEnumerator {
+    IEnumVARIANT iface;  // first, so the interface pointer is the object's address
+    std::atomic<LONG> refs{1};
+    std::vector<std::string> items;
+    size_t next = 0;
+
+    CaptionEnumerator(std::vector<std::string> captions, size_t position);
+    ~CaptionEnumerator() { objectDestroyed(); }
+    static CaptionEnumerator* from(IEnumVARIANT* e) { return reinterpret_cast<CaptionEnumerator*>(e); }
+};
+
+HRESULT STDMETHODCALLTYPE enumQueryInterface(IEnumVARIANT* self, REFIID iid, void** object) {
+    if (object == nullptr) return E_POINTER;
+    *object = nullptr;
+    if (!IsEqualIID(iid, IID_IUnknown) && !IsEqualIID(iid, IID_IEnumVARIANT)) return E_NOINTERFACE;
+    ++CaptionEnumerator::from(self)->refs;
+    *object = self;
+    return S_OK;
+}
+
+ULONG STDMETHODCALLTYPE enumAddRef(IEnumVARIANT* self) { return static_cast<ULONG>(++CaptionEnumerator::from(self)->refs); }
+
+ULONG STDMETHODCALLTYPE enumRelease(IEnumVARIANT* self) {
+    auto* e = CaptionEnumerator::from(self);
+    const LONG left = --e->refs;
+    if (left == 0) delete e;
+    return static_cast<ULONG>(left);
+}
+
+HRESULT STDMETHODCALLTYPE enumNext(IEnumVARIANT* self, ULONG wanted, VARIANT* values, ULONG* fetched) {
+    auto* e = CaptionEnumerator::from(self);
+    if (values == nullptr && wanted > 0) return E_POINTER;
+    ULONG n = 0;
+    for (; n < wanted && e->next < e->items.size(); ++n, ++e->next) {
+        VariantInit(&values[n]);
+        V_VT(&values[n]) = VT_BSTR;
+        V_BSTR(&values[n]) = toBSTR(e->items[e->next]);
+    }
+    if (fetched != nullptr) *fetched = n;
+    return n == wanted ? S_OK : S_FALSE;
+}
+
+HRESULT STDMETHODCALLTYPE enumSkip(IEnumVARIANT* self, ULONG count) {
+    auto* e = CaptionEnumerator::from(self);
+    const size_t left = e->items.size() - e->next;
+    e->next += std::min<size_t>(count, left);
+    return count <= left ? S_OK : S_FALSE;
+}
+
+HRESULT STDMETHODCALLTYPE enumReset(IEnumVARIANT* self) {
+    CaptionEnumerator::from(self)->next = 0;
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE enumClone(IEnumVARIANT* self, IEnumVARIANT** copy) {
+    if (copy == nullptr) return E_POINTER;
+    const auto* e = CaptionEnumerator::from(self);
+    *copy = &(new CaptionEnumerator(e->items, e->next))->iface;
+    return S_OK;
+}
+
+const IEnumVARIANTVtbl enumeratorVtable = {enumQueryInterface, enumAddRef, enumRelease, enumNext,
+                                           enumSkip,           enumReset,  enumClone};
+
+CaptionEnumerator::CaptionEnumerator(std::vector<std::string> captions, size_t position)
+    : items(std::move(captions)), next(position) {
+    iface.lpVtbl = &enumeratorVtable;
+    objectCreated();
+}
+
+HRESULT STDMETHODCALLTYPE get__NewEnum(IChoiceCollection* self, IUnknown** value) {
+    return runMember("Collection", "_NewEnum", [&] {
+        *output(value) = reinterpret_cast<IUnknown*>(&(new CaptionEnumerator(ChoiceCollection::from(self)->items, 0))->iface);
+    });
 }
 
 const IChoiceCollectionVtbl& collectionVtable() {

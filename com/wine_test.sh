@@ -5,6 +5,8 @@
 #   wine_test.sh <wine> <prefix> <dll> registration     register/unregister checks; ends registered
 #   wine_test.sh <wine> <prefix> <dll> run <program> [args...]
 #   wine_test.sh <wine> <prefix> <dll> script <file.vbs|file.js>
+#   wine_test.sh <wine> <prefix> <dll> dialog <dialog_test.vbs> <screenshot.png>
+#                  the duplicate-name dialog under Xvfb, answered with xdotool
 #   wine_test.sh <wine> <prefix> <dll> files <client.exe> <native resave_store>
 #                  store files cross between the DLL and the native build, and the same store
 #                  gives the same bytes from both
@@ -13,7 +15,10 @@
 set -uo pipefail
 wine=$1 prefix=$2 dll=$3 step=$4
 shift 4
+# Headless and without questions: no display (a test that needs one starts its own), no offer to
+# install Mono or Gecko.
 export WINEPREFIX=$prefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" WINEDLLPATH=
+unset DISPLAY WAYLAND_DISPLAY
 # Wine starts services that outlive the program and keep its output open, so output goes through
 # a file: a pipe would stay open (and its reader waiting) until they end.
 scratch=$(mktemp)
@@ -100,6 +105,44 @@ case $step in
     output=$(wine_out cscript //nologo "$(windows_path "$1")"); status=$?
     echo "$output"
     [ $status -eq 0 ] && grep -qE '^[0-9]+ passed, 0 failed$' <<<"$output"
+    ;;
+  dialog)
+    # The library's own duplicate-name dialog on a virtual display, answered from the keyboard:
+    # each key must leave the store as its button says. Exit 77 (skipped) without a display.
+    script=$(windows_path "$1") screenshot=$2
+    command -v Xvfb >/dev/null && command -v xdotool >/dev/null ||
+      { echo "SKIPPED: Xvfb or xdotool is not installed"; exit 77; }
+    display_file=$(mktemp)
+    Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$display_file" >/dev/null 2>&1 &
+    xvfb=$!
+    trap 'kill $xvfb 2>/dev/null; rm -f "$scratch" "$display_file"' EXIT
+    for _ in $(seq 50); do [ -s "$display_file" ] && break; sleep 0.2; done
+    [ -s "$display_file" ] || { echo "SKIPPED: Xvfb could not start a display"; exit 77; }
+    export DISPLAY=:$(head -n 1 "$display_file")
+    rm -f "$screenshot"
+    # key, then the button it presses (0: the box closed); accelerators go to the first button
+    # with that letter.
+    for answer in "alt+r 2" "alt+c 3" "Escape 0"; do
+      read -r key button <<<"$answer"
+      output_file=$(mktemp)
+      "$wine" cscript //nologo "$script" "$button" >"$output_file" 2>&1 </dev/null &
+      client=$!
+      window=$(timeout 60 xdotool search --sync --onlyvisible --name '^Duplicate Name$' | head -n 1)
+      if [ -n "$window" ]; then
+        [ -s "$screenshot" ] || import -window "$window" "$screenshot" 2>/dev/null
+        xdotool windowfocus --sync "$window" 2>/dev/null; xdotool key "$key"
+      fi
+      # A dialog that never showed or did not take the key leaves the script waiting: end it.
+      for _ in $(seq 150); do kill -0 "$client" 2>/dev/null || break; sleep 0.2; done
+      kill "$client" 2>/dev/null && echo "FAILED: the dialog did not answer $key"
+      wait "$client"
+      output=$(tr -d '\r' <"$output_file"); rm -f "$output_file"
+      echo "$key: $output"
+      check "$key presses button $button" grep -qE '^[0-9]+ passed, 0 failed$' <<<"$output"
+    done
+    check "a screenshot of the dialog ($screenshot)" test -s "$screenshot"
+    echo "$passed passed, $failed failed"
+    [ "$failed" -eq 0 ]
     ;;
   files)
     # Each build loads a file and writes the store it got: both must write the same bytes.

@@ -5,7 +5,7 @@
 Option Explicit
 On Error Resume Next
 
-Const kExpectedChecks = 21
+Const kExpectedChecks = 22
 Dim passed, failed
 passed = 0 : failed = 0
 
@@ -32,10 +32,16 @@ Class ScriptDialog
     Public Asked
     Public Buttons
     Public FirstButton
+    Public Captions
     Public Sub ShowChoice(zMessage, cButtons, iStyle, zTitle, iChoice)
         Asked = Asked + 1
         Buttons = cButtons.Count
         FirstButton = cButtons.Item(1)
+        Dim caption
+        Captions = ""
+        For Each caption In cButtons
+            Captions = Captions & caption & "|"
+        Next
         iChoice = Answer
     End Sub
 End Class
@@ -103,6 +109,7 @@ store.AddItem ds2
 Check store.NumberOfStreamSets = 2, "two datasets in the store"
 Check dialog.Asked = 1 And dialog.Buttons = 6, "the dialog was asked once with six buttons"
 Check dialog.FirstButton = "&Overwrite all", "first button caption: " & dialog.FirstButton
+Check dialog.Captions = "&Overwrite all|&Rename all|&Cancel all|&Overwrite|&Rename|&Cancel|", "For Each gives the captions in order: " & dialog.Captions
 Check ds2.Origin = "Run1", "the duplicate was renamed: " & ds2.Origin
 
 ' ---- by-reference arrays and scalars ----

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <vector>
 
 #include "common/errors.hpp"
 #include "common/shared_objects.hpp"
@@ -38,6 +39,38 @@ std::string utf8Path(const wchar_t* wide) {
     if (n > 0) WideCharToMultiByte(CP_UTF8, 0, wide, -1, text.data(), n, nullptr, nullptr);
     text.resize(std::strlen(text.c_str()));
     return text;
+}
+#endif
+
+#ifdef _WIN32
+// The module (DLL or executable) this code was linked into.
+HMODULE thisModule() {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<LPCWSTR>(&thisModule), &module);
+    return module;
+}
+
+// Major, minor and revision from the module's version resource; false when it has none.
+bool resourceVersion(int& major, int& minor, int& revision) {
+    const HMODULE module = thisModule();
+    // Resource 1 (VS_VERSION_INFO) of type 16 (RT_VERSION).
+    const HRSRC found = module != nullptr ? FindResourceW(module, MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(16)) : nullptr;
+    const HGLOBAL loaded = found != nullptr ? LoadResource(module, found) : nullptr;
+    const void* data = loaded != nullptr ? LockResource(loaded) : nullptr;
+    if (data == nullptr) return false;
+    // VerQueryValueW may write into the block it reads, so it reads a copy.
+    std::vector<unsigned char> copy(static_cast<const unsigned char*>(data),
+                                    static_cast<const unsigned char*>(data) + SizeofResource(module, found));
+    VS_FIXEDFILEINFO* fixed = nullptr;
+    UINT size = 0;
+    if (!VerQueryValueW(copy.data(), L"\\", reinterpret_cast<void**>(&fixed), &size) || size < sizeof *fixed ||
+        fixed->dwSignature != 0xFEEF04BD)
+        return false;
+    major = HIWORD(fixed->dwFileVersionMS);
+    minor = LOWORD(fixed->dwFileVersionMS);
+    revision = HIWORD(fixed->dwFileVersionLS);
+    return true;
 }
 #endif
 
@@ -71,19 +104,19 @@ std::string fileDateText(const std::string& path) {
 std::string rvStreamStorageInfo::productName() { return kProductName; }
 
 std::string rvStreamStorageInfo::productVersion() {
-    return productName() + " v" + std::to_string(kVersionMajor) + "." + std::to_string(kVersionMinor) +
-           "." + std::to_string(kVersionRevision);
+    int major = kVersionMajor, minor = kVersionMinor, revision = kVersionRevision;
+#ifdef _WIN32
+    // The DLL's version resource is what Windows shows for the file: that one counts.
+    resourceVersion(major, minor, revision);
+#endif
+    return productName() + " v" + std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(revision);
 }
 
 std::string rvStreamStorageInfo::loadedLibraryFilePath() {
 #ifdef _WIN32
-    // The module (DLL or executable) this code was linked into.
-    HMODULE module = nullptr;
+    const HMODULE module = thisModule();
     wchar_t name[32768];
-    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                                GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                            reinterpret_cast<LPCWSTR>(&fileDateText), &module))
-        return {};
+    if (module == nullptr) return {};
     const DWORD n = GetModuleFileNameW(module, name, sizeof name / sizeof name[0]);
     if (n == 0 || n >= sizeof name / sizeof name[0]) return {};
     return utf8Path(name);

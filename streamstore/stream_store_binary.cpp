@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "common/errors.hpp"
+#include "common/host_message_loop.hpp"
 #include "common/version.hpp"
 #include "info/stream_storage_info.hpp"
 #include "recordfile/constant_list.hpp"
@@ -30,8 +31,8 @@ struct rvStreamStore::BinaryForm {
 
     // ---- export ----
 
-    // A failed write does not stop the export; qOK is the success of the closing record. The
-    // library has no message loop of its own, so nothing is pumped between datasets.
+    // A failed write does not stop the export; qOK is the success of the closing record. Between
+    // datasets the host's message loop runs when input is pending.
     static void write(rvStreamStore& s, RecordFile& file, bool& qOK) {
         RecordIO io;
         RecordWriter writer(io, file, false, kSource, "BINARYEXPORT");
@@ -49,9 +50,13 @@ struct rvStreamStore::BinaryForm {
         const int32_t numberOfSets = s.NumberOfStreamSets();
         writer.record("NUMSETS", "INTE", {numberOfSets});
         // The binary form ends the store with an index of its datasets (see StoreFileView), built
-        // from the records as they are written. An empty store has none.
+        // from the records as they are written. An empty store has none. Between datasets the
+        // host's message loop gets one pass when input is waiting.
         StoreIndexWriter index(file);
-        for (int32_t i = 1; i <= numberOfSets; ++i) s.dataSetAt(i).BINARYEXPORT(file, qOK);
+        for (int32_t i = 1; i <= numberOfSets; ++i) {
+            s.dataSetAt(i).BINARYEXPORT(file, qOK);
+            runHostMessageLoopOnce();
+        }
         index.Finish();
         writer.marker("<STREAMSTORE");
         qOK = writer.lastOK();

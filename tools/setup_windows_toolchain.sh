@@ -22,6 +22,8 @@ packages=(g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine wine64 xv
           imagemagick)
 # 32-bit Wine, for testing the 32-bit DLL; it needs the i386 architecture.
 packages32=(wine32:i386)
+mkdir -p build-cache
+reason_file=build-cache/wine32-missing  # why 32-bit Wine is missing, for the test command to say
 mapfile -t missing < <(missing_of "${packages[@]}" "${packages32[@]}")
 if [ ${#missing[@]} -gt 0 ]; then
   echo "Installing: ${missing[*]}"
@@ -29,11 +31,21 @@ if [ ${#missing[@]} -gt 0 ]; then
     $sudo_cmd dpkg --add-architecture i386
   fi
   # A mirror caught mid-sync fails one index now and then; the others still serve.
-  $sudo_cmd apt-get -o DPkg::Lock::Timeout=900 update -qq || echo "apt-get update reported errors; installing anyway" >&2
+  update_log=$(mktemp)
+  $sudo_cmd apt-get -o DPkg::Lock::Timeout=900 update -qq >"$update_log" 2>&1 ||
+    echo "apt-get update reported errors; installing anyway" >&2
   mapfile -t missing < <(missing_of "${packages[@]}")
   [ ${#missing[@]} -eq 0 ] || apt_install "${missing[@]}"
   # Without 32-bit Wine the 32-bit tests are skipped (and say so); everything else still runs.
-  apt_install "${packages32[@]}" || echo "32-bit Wine could not be installed; 32-bit tests will be skipped" >&2
+  install_log=$(mktemp)
+  if apt_install "${packages32[@]}" 2>"$install_log"; then
+    rm -f "$reason_file"
+  else
+    first_error=$(grep -h '^E:' "$update_log" "$install_log" | head -n 1 | sed 's/ *\[IP:[^]]*\]//' | cut -c1-200)
+    echo "wine32:i386 could not be installed (${first_error:-apt-get install failed})" >"$reason_file"
+    echo "32-bit Wine could not be installed; 32-bit tests will be skipped" >&2
+  fi
+  rm -f "$update_log" "$install_log"
 fi
 
 # Wine's Windows .idl headers for widl (oaidl.idl, ocidl.idl, ...).
