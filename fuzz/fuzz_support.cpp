@@ -18,15 +18,18 @@
 #include "recordfile/record_codec.hpp"
 #include "recordfile/record_reseal.hpp"
 
+// The per-load memory check counts heap growth through the sanitizer's allocator hooks: only in
+// AddressSanitizer builds whose compiler ships the hook header (clang does; g++ 12 does not).
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
-#define TKSTREAM63_HEAP_HOOKS 1
+#define TKSTREAM63_ADDRESS_SANITIZER 1
 #endif
 #endif
 #if defined(__SANITIZE_ADDRESS__)
-#define TKSTREAM63_HEAP_HOOKS 1
+#define TKSTREAM63_ADDRESS_SANITIZER 1
 #endif
-#ifdef TKSTREAM63_HEAP_HOOKS
+#if defined(TKSTREAM63_ADDRESS_SANITIZER) && __has_include(<sanitizer/allocator_interface.h>)
+#define TKSTREAM63_HEAP_HOOKS 1
 #include <sanitizer/allocator_interface.h>
 #endif
 
