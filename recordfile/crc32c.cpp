@@ -250,12 +250,17 @@ Crc32cMethod fastestMethod() {
     return Crc32cMethod::Portable;
 }
 
-const Crc32cMethod bestMethod = fastestMethod();
+// Chosen at the first use, so that a use while the program starts (another file's static
+// initialisation) gets the fast method too, not the table method of a not yet initialised choice.
+Crc32cMethod bestMethod() {
+    static const Crc32cMethod method = fastestMethod();
+    return method;
+}
 
 }  // namespace
 
 uint32_t crc32c(uint32_t crc, const void* data, size_t n) {
-    return ~rawWith(bestMethod, ~crc, static_cast<const uint8_t*>(data), n);
+    return ~rawWith(bestMethod(), ~crc, static_cast<const uint8_t*>(data), n);
 }
 
 uint32_t crc32cPortable(uint32_t crc, const void* data, size_t n) {
@@ -269,6 +274,6 @@ uint32_t crc32cWith(Crc32cMethod method, uint32_t crc, const void* data, size_t 
     return ~rawWith(method, ~crc, static_cast<const uint8_t*>(data), n);
 }
 
-Crc32cMethod crc32cMethod() { return bestMethod; }
+Crc32cMethod crc32cMethod() { return bestMethod(); }
 
 }  // namespace tkstream63

@@ -2,7 +2,7 @@
 // file. Three methods give the same values: a table method that runs anywhere and, on x86-64,
 // three interleaved streams of the processor's CRC32 instruction (SSE4.2) and carry-less
 // multiplication folding 256 bytes a round (AVX-512 with VPCLMULQDQ, twice as fast again); the
-// fastest the processor offers is chosen once, when the library loads.
+// fastest the processor offers is chosen once, at the first use.
 #pragma once
 
 #include <cstddef>

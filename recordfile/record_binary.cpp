@@ -2,11 +2,14 @@
 // items, every header and every 64 KiB block of a body guarded by a CRC-32C, records numbered in
 // file order, and a trailer that counts them and carries a checksum of all their checksums. Large
 // bodies move straight between the caller's array and the file in chunks that are checksummed
-// while they are in the cache. Files of version 1 (no numbers, one CRC per body, no trailer) are
-// still read.
+// while they are in the cache (the largest by a second thread that follows the copy). Files of
+// version 1 (no numbers, one CRC per body, no trailer) are still read.
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstring>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "recordfile/crc32c.hpp"
@@ -48,6 +51,9 @@ constexpr size_t kCheckBytes = 4;
 // Bodies move between the caller's array and the file in pieces of this size: few system calls,
 // yet small enough to stay in the cache between the system's copy and the checksum.
 constexpr size_t kDirectChunk = size_t{1} << 20;
+// Bodies from this size on are checksummed by a second thread that follows the copy chunk by
+// chunk, so that where a core is free the checksum adds next to no time to a load or a save.
+constexpr size_t kFollowedBody = size_t{4} << 20;
 // Values that need converting (or are read only to be dropped) pass through a scratch buffer.
 constexpr size_t kScratchChunk = size_t{256} * 1024;
 
@@ -554,6 +560,10 @@ private:
 
     // Body bytes to the file, checksummed chunk by chunk.
     bool streamOut(const uint8_t* bytes, size_t n) {
+        // A large body: the checker reads each piece while the system copies it.
+        bool written = true;
+        const auto writePiece = [&](size_t at, size_t piece) { return written = file_.putBytes(bytes + at, piece); };
+        if (n >= kFollowedBody && checkFollowing(bytes, n, true, writePiece)) return written;
         for (size_t done = 0; done < n;) {
             const size_t piece = std::min(kDirectChunk, n - done);
             // The system's copy brings the piece into the cache; the checksum then reads it there.
@@ -564,10 +574,71 @@ private:
         return true;
     }
 
+    // Moves n body bytes chunk by chunk with move(at, piece), which returns false on failure,
+    // while a second thread checksums them: each chunk goes to the checker before it is moved
+    // (handBefore: the bytes are there already) or right after (they have just arrived). False,
+    // with nothing moved, where no thread could be started: the caller then does both in turn.
+    template <class Move>
+    bool checkFollowing(const uint8_t* bytes, size_t n, bool handBefore, Move move) {
+        static const bool twoCores = std::thread::hardware_concurrency() > 1;
+        if (!twoCores) return false;
+        // Room for the block checks the checker adds, so that it never allocates.
+        blockCrcs_.reserve(blockCrcs_.size() + n / kBlockBytes + 2);
+        constexpr uint32_t kStop = UINT32_MAX;
+        std::atomic<uint32_t> ready{0};  // chunks the checker may read
+        const auto chunks = static_cast<uint32_t>((n + kDirectChunk - 1) / kDirectChunk);
+        const auto chunkStart = [&](uint32_t chunk) { return std::min(n, size_t{chunk} * kDirectChunk); };
+        std::thread checker;
+        try {
+            checker = std::thread([&] {
+                for (uint32_t checked = 0; checked < chunks;) {
+                    const uint32_t upTo = ready.load(std::memory_order_acquire);
+                    if (upTo == kStop) return;
+                    if (upTo == checked) {
+                        ready.wait(checked, std::memory_order_acquire);
+                        continue;
+                    }
+                    checkBody(bytes + chunkStart(checked), chunkStart(upTo) - chunkStart(checked));
+                    checked = upTo;
+                }
+            });
+        } catch (const std::system_error&) {
+            return false;
+        }
+        const auto handOver = [&](uint32_t upTo) {
+            ready.store(upTo, std::memory_order_release);
+            ready.notify_one();
+        };
+        try {
+            for (uint32_t chunk = 0; chunk < chunks; ++chunk) {
+                if (handBefore) handOver(chunk + 1);
+                if (!move(chunkStart(chunk), chunkStart(chunk + 1) - chunkStart(chunk))) {
+                    handOver(kStop);
+                    break;
+                }
+                if (!handBefore) handOver(chunk + 1);
+            }
+        } catch (...) {
+            handOver(kStop);
+            checker.join();
+            throw;
+        }
+        checker.join();
+        return true;
+    }
+
     // Body bytes from the file into destination (or dropped when it is null), checksummed chunk
     // by chunk.
     bool streamIn(uint8_t* destination, size_t n) {
         if (n > bodyLeft_) return markDamaged("its items run past the end of its body");
+        // A large body: the checker reads each piece right after it arrives.
+        bool read = true;
+        const auto readPiece = [&](size_t at, size_t piece) { return read = file_.takeBytes(destination + at, piece); };
+        if (destination != nullptr && n >= kFollowedBody && checkFollowing(destination, n, false, readPiece)) {
+            if (!read) return bodyUnreadable();
+            bodyLeft_ -= n;
+            return true;
+        }
         for (size_t done = 0; done < n;) {
             const size_t piece = std::min(destination != nullptr ? kDirectChunk : kScratchChunk, n - done);
             uint8_t* target = destination != nullptr ? destination + done : scratch(piece);

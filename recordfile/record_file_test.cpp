@@ -359,7 +359,7 @@ TEST(RecordFileReading, ReadStateProgressAndLoopsThatCannotSpin) {
 
 TEST(RecordFileReading, LargeBodiesStartAtAFixedPageOffsetAndAreCheckedBlockByBlock) {
     ScratchDirectory dir;
-    constexpr int32_t kValues = 300000;  // 1.2 MB, written straight from the array
+    constexpr int32_t kValues = 1100000;  // 4.4 MB, written and read straight from the array, checked alongside
     // The same values twice, the second time three elements into the array.
     Array<float> table(1, kValues + 3);
     Array<float> shifted(1, kValues + 3);
@@ -388,24 +388,29 @@ TEST(RecordFileReading, LargeBodiesStartAtAFixedPageOffsetAndAreCheckedBlockByBl
     ASSERT_NE(body, files[1].end());
     const auto bodyAt = static_cast<size_t>(body - files[1].begin());
     EXPECT_EQ(bodyAt % 4096, 16u);
-    // Header, padding, body, one check per 64 KiB block (19 of them), trailer.
-    EXPECT_EQ(files[0].size(), bodyAt + 4 * size_t{kValues} + 19 * 4 + 52);
+    // Header, padding, body, one check per 64 KiB block (68 of them), trailer.
+    EXPECT_EQ(files[0].size(), bodyAt + 4 * size_t{kValues} + 68 * 4 + 52);
 
     const std::string path = dir.file("large0.rec");
     struct Damage {
-        size_t at;
+        size_t at;     // byte flipped (0: none)
+        int failRead;  // read call that fails (0: none), one in the middle of the body
+        int32_t code;
         const char* message;
     };
     const Damage damages[] = {
-        {0, ""},
-        {bodyAt + 3 * 65536 + 5, "checksum mismatch in block 4 of 19 (body bytes from 196608)"},
-        {bodyAt - 1, "the padding before the body of record 'SLINEDATA' is not blank"},
+        {0, 0, kRecordOK, ""},
+        {bodyAt + 59 * 65536 + 5, 0, kRecordBadFormat, "checksum mismatch in block 60 of 68 (body bytes from 3866624)"},
+        {bodyAt - 1, 0, kRecordBadFormat, "the padding before the body of record 'SLINEDATA' is not blank"},
+        {0, 5, kRecordDeviceError, "Input/output error"},
     };
     for (const Damage& d : damages) {
         auto bytes = files[0];
         if (d.at > 0) bytes[d.at] ^= 1;
         writeFileBytes(path, bytes);
-        RecordFile in;
+        FaultyRecordFile in;
+        in.failReadCall = d.failRead;
+        in.failErrno = EIO;
         ASSERT_TRUE(in.OpenForReading(path));
         std::string keyword, type;
         int32_t n = 0;
@@ -414,13 +419,11 @@ TEST(RecordFileReading, LargeBodiesStartAtAFixedPageOffsetAndAreCheckedBlockByBl
         const int32_t code = io.ReadRecordHeader(in, keyword, n, type, ok) == kRecordOK
                                  ? io.ReadRealArray(n, "'", in, back, ok)
                                  : in.LastErrorCode();
-        if (d.at == 0) {
-            ASSERT_EQ(code, kRecordOK) << in.LastError();
+        ASSERT_EQ(code, d.code) << in.LastError();
+        if (code == kRecordOK) {
             EXPECT_EQ(std::memcmp(back.data(), table.data(), sizeof(float) * kValues), 0);
-        } else {
-            EXPECT_EQ(code, kRecordBadFormat);
-            EXPECT_NE(in.LastError().find(d.message), std::string::npos) << in.LastError();
         }
+        EXPECT_NE(in.LastError().find(d.message), std::string::npos) << in.LastError();
     }
 }
 
