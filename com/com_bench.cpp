@@ -58,25 +58,58 @@ int main() {
     const double early = fastest(3, [&] {
         for (int k = 0; k < calls; ++k) ds->getWellNumber(&name, &number);
     });
-    DISPID id = 0;
-    LPOLESTR names[1] = {const_cast<LPOLESTR>(L"getWellNumber")};
-    ds->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
-    VARIANT text, arg, result;
-    VariantInit(&text);
+    std::printf("one call early-bound: %.2f us\n", early / calls * 1e6);
+    VARIANT text;
     V_VT(&text) = VT_BSTR;
     V_BSTR(&text) = SysAllocString(L"P1");
-    V_VT(&arg) = VT_BYREF | VT_VARIANT;
-    V_VARIANTREF(&arg) = &text;
-    DISPPARAMS params{&arg, nullptr, 1, 0};
-    const double late = fastest(3, [&] {
-        for (int k = 0; k < calls; ++k) {
-            VariantInit(&result);
-            ds->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, &result, nullptr, nullptr);
-            VariantClear(&result);
+
+    // Late-bound calls as a script host makes them: the member's name looked up each time, every
+    // argument a variant by reference, arrays as arrays of variants.
+    const int scriptCalls = 20000;
+    auto late = [&](const wchar_t* member, WORD flags, std::vector<VARIANT*> values) {
+        std::vector<VARIANT> args(values.size());
+        for (size_t k = 0; k < values.size(); ++k) {  // the last argument comes first
+            V_VT(&args[values.size() - 1 - k]) = VT_BYREF | VT_VARIANT;
+            V_VARIANTREF(&args[values.size() - 1 - k]) = values[k];
         }
+        DISPPARAMS params{args.data(), nullptr, UINT(args.size()), 0};
+        LPOLESTR names[1] = {const_cast<LPOLESTR>(member)};
+        const double t = fastest(3, [&] {
+            for (int k = 0; k < scriptCalls; ++k) {
+                DISPID id = 0;
+                VARIANT result;
+                VariantInit(&result);
+                ds->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
+                ds->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &params, &result, nullptr, nullptr);
+                VariantClear(&result);
+            }
+        });
+        std::printf("late-bound %-28ls %6.2f us\n", member, t / scriptCalls * 1e6);
+    };
+    auto variants = [](int n, auto element) {
+        VARIANT array;
+        V_VT(&array) = VT_ARRAY | VT_VARIANT;
+        V_ARRAY(&array) = SafeArrayCreateVector(VT_VARIANT, 0, ULONG(n + 1));
+        VARIANT* data = nullptr;
+        SafeArrayAccessData(V_ARRAY(&array), reinterpret_cast<void**>(&data));
+        for (int k = 1; k <= n; ++k) element(data[k], k);
+        SafeArrayUnaccessData(V_ARRAY(&array));
+        return array;
+    };
+    VARIANT types = variants(100, [](VARIANT& v, int) { V_VT(&v) = VT_I4, V_I4(&v) = 1; });
+    VARIANT names100 = variants(100, [](VARIANT& v, int k) {
+        V_VT(&v) = VT_BSTR, V_BSTR(&v) = SysAllocString(wide(std::string("W") + std::to_string(k)).c_str());
     });
-    std::printf("one call: early-bound %.2f us, late-bound %.2f us\n", early / calls * 1e6, late / calls * 1e6);
-    VariantClear(&text);
+    VARIANT count, done, back;
+    VariantInit(&done), VariantInit(&back);
+    V_VT(&count) = VT_I4, V_I4(&count) = 100;
+    late(L"NumberWells", DISPATCH_METHOD | DISPATCH_PROPERTYGET, {});
+    late(L"getWellNumber", DISPATCH_METHOD, {&text});
+    late(L"setWellTypes", DISPATCH_METHOD, {&types, &count, &done});
+    late(L"getWellTypes", DISPATCH_METHOD, {&back, &count, &done});
+    late(L"setWellNames", DISPATCH_METHOD, {&names100, &count, &done});
+    late(L"getWellNames", DISPATCH_METHOD, {&back, &count, &done});
+    for (VARIANT* v : {&text, &types, &names100, &back}) VariantClear(v);
     ds.reset();
     CoUninitialize();
     return 0;
