@@ -153,12 +153,24 @@ bool isMissing(const VARIANT* v) {
     return v == nullptr || (V_VT(v) == VT_ERROR && V_ERROR(v) == DISP_E_PARAMNOTFOUND);
 }
 
+// Number of elements of an array of any rank.
+size_t arrayCount(SAFEARRAY* array) {
+    size_t count = 1;
+    for (USHORT d = 0; d < array->cDims; ++d) count *= array->rgsabound[d].cElements;
+    return count;
+}
+
 // Stores one element of a script's variant array into a typed array's slot; an element that
-// already has the slot's type is copied without the general conversion.
-HRESULT storeElement(VARIANT& from, VARTYPE element, void* slot) {
+// already has the slot's type is copied without the general conversion (a string is borrowed,
+// not copied, when asked).
+HRESULT storeElement(VARIANT& from, VARTYPE element, void* slot, bool borrowStrings) {
     VARIANT converted;
     VariantInit(&converted);
     const VARIANT* value = &from;
+    if (V_VT(&from) == VT_BSTR && element == VT_BSTR && borrowStrings) {
+        *static_cast<BSTR*>(slot) = V_BSTR(&from);
+        return S_OK;
+    }
     if (V_VT(&from) == VT_BSTR && element == VT_BSTR) {
         V_VT(&converted) = VT_BSTR;
         V_BSTR(&converted) = SysAllocStringLen(V_BSTR(&from), SysStringLen(V_BSTR(&from)));
@@ -180,8 +192,11 @@ HRESULT storeElement(VARIANT& from, VARTYPE element, void* slot) {
     return S_OK;
 }
 
+// True when a typed string array's slot holds the very string of the variant it came from.
+bool isBorrowed(const VARIANT& from, BSTR slot) { return V_VT(&from) == VT_BSTR && V_BSTR(&from) == slot && slot != nullptr; }
+
 // Converts a script's variant array into a typed array of the same bounds.
-HRESULT typedFromVariantArray(SAFEARRAY* source, VARTYPE element, SAFEARRAY** target) {
+HRESULT typedFromVariantArray(SAFEARRAY* source, VARTYPE element, SAFEARRAY** target, bool borrowStrings) {
     const UINT rank = SafeArrayGetDim(source);
     if (rank < 1 || rank > 2) return DISP_E_TYPEMISMATCH;
     SAFEARRAYBOUND bounds[2] = {};
@@ -202,7 +217,12 @@ HRESULT typedFromVariantArray(SAFEARRAY* source, VARTYPE element, SAFEARRAY** ta
     if (SUCCEEDED(hr)) {
         hr = SafeArrayAccessData(fresh, reinterpret_cast<void**>(&to));
         for (size_t k = 0; SUCCEEDED(hr) && k < count; ++k)
-            hr = storeElement(from[k], element, to + k * fresh->cbElements);
+            hr = storeElement(from[k], element, to + k * fresh->cbElements, borrowStrings);
+        if (FAILED(hr) && to != nullptr && borrowStrings) {  // the caller's strings stay the caller's
+            BSTR* strings = reinterpret_cast<BSTR*>(to);
+            for (size_t k = 0; k < count; ++k)
+                if (isBorrowed(from[k], strings[k])) strings[k] = nullptr;
+        }
         if (to != nullptr) SafeArrayUnaccessData(fresh);
         SafeArrayUnaccessData(source);
     }
@@ -273,8 +293,37 @@ struct PendingArgument {
     void* reference = nullptr;      // the address handed to a by-reference parameter
     VARIANT* callerVariant = nullptr;  // a by-reference variant of the caller to write back to
     VARIANT* callerTyped = nullptr;    // a typed by-reference argument of another type
+    // A string array made from the caller's variant array borrows the caller's strings (the
+    // caller's array stays locked meanwhile). If the member leaves them all in place, they go back
+    // and the caller's array, which already says the same, is left alone; otherwise the caller's
+    // array gives them up (ours now, or freed by the member) before it is replaced.
+    SAFEARRAY* lender = nullptr;
+    SAFEARRAY* givenStrings = nullptr;
+    std::vector<BSTR> givenElements;
+
+    // True when the member left the borrowed strings as they were.
+    bool settleBorrowed() {
+        if (lender == nullptr) return false;
+        const bool sameArray = V_ARRAY(&temporary) == givenStrings;
+        BSTR* now = nullptr;
+        VARIANT* theirs = nullptr;
+        if (sameArray && FAILED(SafeArrayAccessData(givenStrings, reinterpret_cast<void**>(&now)))) now = nullptr;
+        SafeArrayAccessData(lender, reinterpret_cast<void**>(&theirs));
+        const bool unchanged = now != nullptr && std::equal(givenElements.begin(), givenElements.end(), now);
+        for (size_t k = 0; theirs != nullptr && k < givenElements.size(); ++k) {
+            if (!isBorrowed(theirs[k], givenElements[k])) continue;
+            if (unchanged) now[k] = nullptr;
+            else V_VT(&theirs[k]) = VT_EMPTY;
+        }
+        if (theirs != nullptr) SafeArrayUnaccessData(lender);
+        if (now != nullptr) SafeArrayUnaccessData(givenStrings);
+        SafeArrayUnlock(lender);
+        lender = nullptr;
+        return unchanged;
+    }
 
     ~PendingArgument() {
+        settleBorrowed();
         if (V_VT(&temporary) != VT_EMPTY) VariantClear(&temporary);
     }
 };
@@ -346,7 +395,19 @@ HRESULT convertIn(const Parameter& p, VARIANT* supplied, PendingArgument& a) {
         } else if (held == (VT_ARRAY | element)) {
             hr = SafeArrayCopy(source, &V_ARRAY(&a.temporary));
         } else if (held == (VT_ARRAY | VT_VARIANT)) {
-            hr = typedFromVariantArray(source, element, &V_ARRAY(&a.temporary));
+            // Borrowing needs the caller's array to outlive the call unchanged: a by-reference
+            // variant whose array no one else holds locked.
+            const bool borrow = element == VT_BSTR && callerByVariant && p.byReference && source->cLocks == 0;
+            hr = typedFromVariantArray(source, element, &V_ARRAY(&a.temporary), borrow);
+            BSTR* strings = nullptr;
+            if (SUCCEEDED(hr) && borrow &&
+                SUCCEEDED(SafeArrayAccessData(V_ARRAY(&a.temporary), reinterpret_cast<void**>(&strings)))) {
+                a.givenStrings = V_ARRAY(&a.temporary);
+                a.givenElements.assign(strings, strings + arrayCount(a.givenStrings));
+                SafeArrayUnaccessData(a.givenStrings);
+                SafeArrayLock(source);
+                a.lender = source;
+            }
         } else {
             return DISP_E_TYPEMISMATCH;
         }
@@ -418,7 +479,7 @@ HRESULT moveOut(VARIANT& temporary, VARIANT* target) {
 }
 
 HRESULT writeBack(PendingArgument& a) {
-    if (a.callerVariant != nullptr) return moveOut(a.temporary, a.callerVariant);
+    if (a.callerVariant != nullptr) return a.settleBorrowed() ? S_OK : moveOut(a.temporary, a.callerVariant);
     if (a.callerTyped != nullptr) {
         // A typed by-reference argument of another type (a Short for a Long, say).
         const VARTYPE wanted = static_cast<VARTYPE>(V_VT(a.callerTyped) & ~VT_BYREF);
