@@ -193,21 +193,12 @@ Ref<IrvStreamSet> loadTimeStep(const five_spot::Field& field, const Step& step, 
     inj[7] = 4;
     inj[8] = 1;
     inj[9] = 1;
-    auto zeroBased = [](SafeArray& target, const std::vector<LONG>& values, ULONG columns) {
-        SAFEARRAYBOUND bounds[2] = {{5, 1}, {columns, 0}};
-        target.reset();
-        *(&target) = SafeArrayCreate(VT_I4, 2, bounds);
-        void* data = nullptr;
-        SafeArrayAccessData(target.get(), &data);
-        std::copy(values.begin(), values.end(), static_cast<LONG*>(data));
-        SafeArrayUnaccessData(target.get());
-    };
     LONG four = 4, one = 1;
-    zeroBased(a, prod, 5);
+    SafeArray::table(a, prod, 5, 5, 0);
     SafeArray::table(b, sources, 5, 4);
     ds->setProducerData(&a, &four, &b, &four, &q);
     checks.expect(ok(q), "setProducerData");
-    zeroBased(a, inj, 2);
+    SafeArray::table(a, inj, 5, 2, 0);
     SafeArray::table(b, sinks, 5, 4);
     ds->setInjectorData(&a, &one, &b, &four, &q);
     checks.expect(ok(q), "setInjectorData");
