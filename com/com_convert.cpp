@@ -1,5 +1,6 @@
 #include "com/com_convert.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -66,12 +67,17 @@ void copyElementsInto(const Array<T>& source, SAFEARRAY* target) {
 
 // ---- text ----
 
+// Plain ASCII text (most names and keys) converts without the code-page functions.
 std::string fromBSTR(const wchar_t* text) {
     if (text == nullptr || text[0] == 0) return {};
-    const int length = static_cast<int>(wcslen(text));
-    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr);
-    std::string result(static_cast<size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, length, result.data(), bytes, nullptr, nullptr);
+    const size_t length = wcslen(text);
+    std::string result(length, '\0');
+    size_t k = 0;
+    while (k < length && text[k] < 0x80) result[k] = static_cast<char>(text[k]), ++k;
+    if (k == length) return result;
+    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), nullptr, 0, nullptr, nullptr);
+    result.assign(static_cast<size_t>(bytes), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), result.data(), bytes, nullptr, nullptr);
     return result;
 }
 
@@ -86,8 +92,15 @@ std::wstring toWide(const std::string& utf8) {
 }
 
 BSTR toBSTR(const std::string& utf8) {
-    const std::wstring wide = toWide(utf8);
-    BSTR result = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
+    BSTR result = nullptr;
+    const bool ascii = std::all_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    if (ascii && utf8.size() <= static_cast<size_t>(std::numeric_limits<UINT>::max() / 2)) {
+        result = SysAllocStringLen(nullptr, static_cast<UINT>(utf8.size()));
+        if (result != nullptr) std::copy(utf8.begin(), utf8.end(), result);
+    } else {
+        const std::wstring wide = toWide(utf8);
+        result = SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size()));
+    }
     if (result == nullptr) raiseError(kErrOutOfMemory);
     return result;
 }

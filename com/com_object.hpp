@@ -43,7 +43,7 @@ void lockModule(bool lock) noexcept;
 long moduleLocks() noexcept;
 
 // Type information from the type library embedded in this module. The dispatch view serves
-// IDispatch::GetTypeInfo and GetIDsOfNames; the interface view (vtable offsets, by-reference
+// IDispatch::GetTypeInfo; the interface view (names, vtable offsets, by-reference
 // parameters, optional defaults) drives the converting Invoke.
 HRESULT dispatchTypeInfo(REFIID iid, ITypeInfo** info);
 HRESULT interfaceTypeInfo(REFIID iid, ITypeInfo** info);
@@ -52,6 +52,8 @@ HRESULT interfaceTypeInfo(REFIID iid, ITypeInfo** info);
 // type library gives (by-reference variants and variant arrays into typed temporaries),
 // the member is called through its vtable slot, and by-reference results are written back into
 // the caller's variants (arrays as variant arrays, which scripts can index).
+// GetIDsOfNames of any dual interface, from a table built once per interface.
+HRESULT idsOfNames(REFIID iid, LPOLESTR* names, UINT count, DISPID* ids);
 HRESULT invokeConverted(void* self, REFIID iid, DISPID member, WORD flags, DISPPARAMS* params,
                         VARIANT* result, EXCEPINFO* exception, UINT* argumentError);
 
@@ -376,12 +378,7 @@ struct DispatchMembers {
     }
     static HRESULT STDMETHODCALLTYPE GetIDsOfNames(Interface*, REFIID, LPOLESTR* names, UINT count,
                                                    LCID, DISPID* ids) {
-        ITypeInfo* info = nullptr;
-        const HRESULT hr = dispatchTypeInfo(InterfaceInfo<Interface>::iid(), &info);
-        if (FAILED(hr)) return hr;
-        const HRESULT found = DispGetIDsOfNames(info, names, count, ids);
-        info->lpVtbl->Release(info);
-        return found;
+        return idsOfNames(InterfaceInfo<Interface>::iid(), names, count, ids);
     }
     static HRESULT STDMETHODCALLTYPE Invoke(Interface* self, DISPID member, REFIID, LCID, WORD flags,
                                             DISPPARAMS* params, VARIANT* result,

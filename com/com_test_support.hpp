@@ -92,12 +92,7 @@ public:
     // A (1 To n) array of numbers.
     template <class T>
     static void fill(SafeArray& target, const std::vector<T>& values) {
-        target.reset();
-        target.array_ = SafeArrayCreateVector(varTypeOf<T>(), 1, static_cast<ULONG>(values.size()));
-        void* data = nullptr;
-        SafeArrayAccessData(target.array_, &data);
-        std::copy(values.begin(), values.end(), static_cast<T*>(data));
-        SafeArrayUnaccessData(target.array_);
+        table(target, values, static_cast<ULONG>(values.size()), 0);
     }
     // A (1 To n) array of strings.
     static void fill(SafeArray& target, const std::vector<std::string>& values) {
@@ -108,12 +103,14 @@ public:
         for (size_t k = 0; k < values.size(); ++k) data[k] = SysAllocString(wide(values[k]).c_str());
         SafeArrayUnaccessData(target.array_);
     }
-    // A (1 To rows, 1 To columns) table, first index fastest.
+    // A (1 To rows, firstColumn To ...) table of the given columns, first index fastest; a
+    // (1 To rows) array for no columns.
     template <class T>
-    static void table(SafeArray& target, const std::vector<T>& values, ULONG rows, ULONG columns) {
+    static void table(SafeArray& target, const std::vector<T>& values, ULONG rows, ULONG columns,
+                      LONG firstColumn = 1) {
         target.reset();
-        SAFEARRAYBOUND bounds[2] = {{rows, 1}, {columns, 1}};
-        target.array_ = SafeArrayCreate(varTypeOf<T>(), 2, bounds);
+        SAFEARRAYBOUND bounds[2] = {{rows, 1}, {columns, firstColumn}};
+        target.array_ = SafeArrayCreate(varTypeOf<T>(), columns == 0 ? 1 : 2, bounds);
         void* data = nullptr;
         SafeArrayAccessData(target.array_, &data);
         std::copy(values.begin(), values.end(), static_cast<T*>(data));

@@ -6,9 +6,11 @@
 // description from the type library, converts each argument into a typed temporary (or passes
 // the caller's storage straight through when it already has the exact type), calls the vtable
 // slot, and writes the by-reference results back into the caller's variants.
-#include <map>
-#include <memory>
+#include <algorithm>
+#include <cwctype>
 #include <mutex>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "com/com_object.hpp"
@@ -31,11 +33,23 @@ struct Function {
     INVOKEKIND kind;
     SHORT vtableOffset;
     std::vector<Parameter> parameters;
+    std::vector<std::wstring> parameterNames;  // case-folded, for named arguments
 };
 
+// Everything a late-bound call needs of one interface, read from the type library once: script
+// hosts look every member up by name before each call, and the type library's own lookup is a
+// linear search with string comparisons.
 struct InterfaceDescription {
     std::vector<Function> functions;
+    std::unordered_map<std::wstring, size_t> byName;  // case-folded name -> first function
+    std::unordered_multimap<MEMBERID, size_t> byMember;
 };
+
+std::wstring folded(const wchar_t* name) {
+    std::wstring result = name != nullptr ? name : L"";
+    for (wchar_t& c : result) c = static_cast<wchar_t>(towlower(c));
+    return result;
+}
 
 Parameter describe(ITypeInfo* info, const ELEMDESC& element) {
     Parameter p;
@@ -70,38 +84,50 @@ Parameter describe(ITypeInfo* info, const ELEMDESC& element) {
     return p;
 }
 
-std::shared_ptr<InterfaceDescription> describeInterface(REFIID iid) {
-    static std::mutex mutex;
-    static std::map<std::vector<unsigned char>, std::shared_ptr<InterfaceDescription>> known;
-    const auto* bytes = reinterpret_cast<const unsigned char*>(&iid);
-    const std::vector<unsigned char> key(bytes, bytes + sizeof(IID));
-    std::lock_guard<std::mutex> lock(mutex);
-    if (auto found = known.find(key); found != known.end()) return found->second;
-
+const InterfaceDescription* readInterface(REFIID iid) {
     ITypeInfo* info = nullptr;
     if (FAILED(interfaceTypeInfo(iid, &info))) return nullptr;
-    auto description = std::make_shared<InterfaceDescription>();
+    auto* description = new InterfaceDescription;  // kept for the module's lifetime
     TYPEATTR* attributes = nullptr;
     if (SUCCEEDED(info->lpVtbl->GetTypeAttr(info, &attributes))) {
         for (UINT f = 0; f < attributes->cFuncs; ++f) {
             FUNCDESC* fd = nullptr;
             if (FAILED(info->lpVtbl->GetFuncDesc(info, f, &fd))) continue;
-            Function function{fd->memid, fd->invkind, fd->oVft, {}};
+            Function function{fd->memid, fd->invkind, fd->oVft, {}, {}};
             for (SHORT a = 0; a < fd->cParams; ++a) function.parameters.push_back(describe(info, fd->lprgelemdescParam[a]));
+            BSTR names[64] = {};
+            UINT named = 0;
+            if (SUCCEEDED(info->lpVtbl->GetNames(info, fd->memid, names, 64, &named)) && named > 0) {
+                description->byName.emplace(folded(names[0]), description->functions.size());
+                for (UINT n = 1; n < named; ++n) function.parameterNames.push_back(folded(names[n]));
+                for (UINT n = 0; n < named; ++n) SysFreeString(names[n]);
+            }
+            description->byMember.emplace(fd->memid, description->functions.size());
             description->functions.push_back(std::move(function));
             info->lpVtbl->ReleaseFuncDesc(info, fd);
         }
         info->lpVtbl->ReleaseTypeAttr(info, attributes);
     }
     info->lpVtbl->Release(info);
-    known[key] = description;
+    return description;
+}
+
+const InterfaceDescription* describeInterface(REFIID iid) {
+    static std::mutex mutex;
+    static std::vector<std::pair<IID, const InterfaceDescription*>> known;
+    std::lock_guard<std::mutex> lock(mutex);
+    for (const auto& [id, description] : known)
+        if (IsEqualIID(id, iid)) return description;
+    const InterfaceDescription* description = readInterface(iid);
+    if (description != nullptr) known.emplace_back(iid, description);
     return description;
 }
 
 const Function* findFunction(const InterfaceDescription& description, DISPID member, WORD flags) {
     auto find = [&](INVOKEKIND kind) -> const Function* {
-        for (const Function& f : description.functions)
-            if (f.member == member && f.kind == kind) return &f;
+        const auto [first, last] = description.byMember.equal_range(member);
+        for (auto k = first; k != last; ++k)
+            if (description.functions[k->second].kind == kind) return &description.functions[k->second];
         return nullptr;
     };
     const Function* found = nullptr;
@@ -127,8 +153,50 @@ bool isMissing(const VARIANT* v) {
     return v == nullptr || (V_VT(v) == VT_ERROR && V_ERROR(v) == DISP_E_PARAMNOTFOUND);
 }
 
+// Number of elements of an array of any rank.
+size_t arrayCount(SAFEARRAY* array) {
+    size_t count = 1;
+    for (USHORT d = 0; d < array->cDims; ++d) count *= array->rgsabound[d].cElements;
+    return count;
+}
+
+// Stores one element of a script's variant array into a typed array's slot; an element that
+// already has the slot's type is copied without the general conversion (a string is borrowed,
+// not copied, when asked).
+HRESULT storeElement(VARIANT& from, VARTYPE element, void* slot, bool borrowStrings) {
+    VARIANT converted;
+    VariantInit(&converted);
+    const VARIANT* value = &from;
+    if (V_VT(&from) == VT_BSTR && element == VT_BSTR && borrowStrings) {
+        *static_cast<BSTR*>(slot) = V_BSTR(&from);
+        return S_OK;
+    }
+    if (V_VT(&from) == VT_BSTR && element == VT_BSTR) {
+        V_VT(&converted) = VT_BSTR;
+        V_BSTR(&converted) = SysAllocStringLen(V_BSTR(&from), SysStringLen(V_BSTR(&from)));
+        if (V_BSTR(&from) != nullptr && V_BSTR(&converted) == nullptr) return E_OUTOFMEMORY;
+        value = &converted;
+    } else if (V_VT(&from) != element) {
+        const HRESULT hr = VariantChangeType(&converted, &from, 0, element);
+        if (FAILED(hr)) return hr;
+        value = &converted;
+    }
+    switch (element) {
+        case VT_BSTR: *static_cast<BSTR*>(slot) = V_BSTR(value); break;  // moved, not freed
+        case VT_BOOL: *static_cast<VARIANT_BOOL*>(slot) = V_BOOL(value); break;
+        case VT_R8: *static_cast<double*>(slot) = V_R8(value); break;
+        case VT_R4: *static_cast<float*>(slot) = V_R4(value); break;
+        case VT_I2: *static_cast<SHORT*>(slot) = V_I2(value); break;
+        default: *static_cast<LONG*>(slot) = V_I4(value); break;
+    }
+    return S_OK;
+}
+
+// True when a typed string array's slot holds the very string of the variant it came from.
+bool isBorrowed(const VARIANT& from, BSTR slot) { return V_VT(&from) == VT_BSTR && V_BSTR(&from) == slot && slot != nullptr; }
+
 // Converts a script's variant array into a typed array of the same bounds.
-HRESULT typedFromVariantArray(SAFEARRAY* source, VARTYPE element, SAFEARRAY** target) {
+HRESULT typedFromVariantArray(SAFEARRAY* source, VARTYPE element, SAFEARRAY** target, bool borrowStrings) {
     const UINT rank = SafeArrayGetDim(source);
     if (rank < 1 || rank > 2) return DISP_E_TYPEMISMATCH;
     SAFEARRAYBOUND bounds[2] = {};
@@ -148,20 +216,12 @@ HRESULT typedFromVariantArray(SAFEARRAY* source, VARTYPE element, SAFEARRAY** ta
     HRESULT hr = SafeArrayAccessData(source, reinterpret_cast<void**>(&from));
     if (SUCCEEDED(hr)) {
         hr = SafeArrayAccessData(fresh, reinterpret_cast<void**>(&to));
-        for (size_t k = 0; SUCCEEDED(hr) && k < count; ++k) {
-            VARIANT converted;
-            VariantInit(&converted);
-            hr = VariantChangeType(&converted, &from[k], 0, element);
-            if (FAILED(hr)) break;
-            void* slot = to + k * fresh->cbElements;
-            switch (element) {
-                case VT_BSTR: *static_cast<BSTR*>(slot) = V_BSTR(&converted); break;  // moved, not freed
-                case VT_BOOL: *static_cast<VARIANT_BOOL*>(slot) = V_BOOL(&converted); break;
-                case VT_R8: *static_cast<double*>(slot) = V_R8(&converted); break;
-                case VT_R4: *static_cast<float*>(slot) = V_R4(&converted); break;
-                case VT_I2: *static_cast<SHORT*>(slot) = V_I2(&converted); break;
-                default: *static_cast<LONG*>(slot) = V_I4(&converted); break;
-            }
+        for (size_t k = 0; SUCCEEDED(hr) && k < count; ++k)
+            hr = storeElement(from[k], element, to + k * fresh->cbElements, borrowStrings);
+        if (FAILED(hr) && to != nullptr && borrowStrings) {  // the caller's strings stay the caller's
+            BSTR* strings = reinterpret_cast<BSTR*>(to);
+            for (size_t k = 0; k < count; ++k)
+                if (isBorrowed(from[k], strings[k])) strings[k] = nullptr;
         }
         if (to != nullptr) SafeArrayUnaccessData(fresh);
         SafeArrayUnaccessData(source);
@@ -174,11 +234,11 @@ HRESULT typedFromVariantArray(SAFEARRAY* source, VARTYPE element, SAFEARRAY** ta
     return S_OK;
 }
 
-// A typed array as an array of variants (the form scripts can index).
+// A typed array of our own as an array of variants (the form scripts can index); its strings
+// move into the variants.
 HRESULT variantArrayFromTyped(SAFEARRAY* source, SAFEARRAY** target) {
     VARTYPE element = VT_EMPTY;
     if (FAILED(SafeArrayGetVartype(source, &element))) return DISP_E_TYPEMISMATCH;
-    if (element == VT_VARIANT) return SafeArrayCopy(source, target);
     const UINT rank = SafeArrayGetDim(source);
     SAFEARRAYBOUND bounds[2] = {};
     for (UINT d = 1; d <= rank && d <= 2; ++d) {
@@ -203,7 +263,8 @@ HRESULT variantArrayFromTyped(SAFEARRAY* source, SAFEARRAY** target) {
             V_VT(&v) = element;
             switch (element) {
                 case VT_BSTR:
-                    V_BSTR(&v) = SysAllocStringLen(*static_cast<BSTR*>(slot), SysStringLen(*static_cast<BSTR*>(slot)));
+                    V_BSTR(&v) = *static_cast<BSTR*>(slot);
+                    *static_cast<BSTR*>(slot) = nullptr;
                     break;
                 case VT_BOOL: V_BOOL(&v) = *static_cast<VARIANT_BOOL*>(slot); break;
                 case VT_R8: V_R8(&v) = *static_cast<double*>(slot); break;
@@ -232,8 +293,39 @@ struct PendingArgument {
     void* reference = nullptr;      // the address handed to a by-reference parameter
     VARIANT* callerVariant = nullptr;  // a by-reference variant of the caller to write back to
     VARIANT* callerTyped = nullptr;    // a typed by-reference argument of another type
+    // A string array made from the caller's variant array borrows the caller's strings (the
+    // caller's array stays locked meanwhile). If the member leaves them all in place, they go back
+    // and the caller's array, which already says the same, is left alone; otherwise the caller's
+    // array gives them up (ours now, or freed by the member) before it is replaced.
+    SAFEARRAY* lender = nullptr;
+    SAFEARRAY* givenStrings = nullptr;
+    std::vector<BSTR> givenElements;
 
-    ~PendingArgument() { VariantClear(&temporary); }
+    // True when the member left the borrowed strings as they were.
+    bool settleBorrowed() {
+        if (lender == nullptr) return false;
+        const bool sameArray = V_ARRAY(&temporary) == givenStrings;
+        BSTR* now = nullptr;
+        VARIANT* theirs = nullptr;
+        if (sameArray && FAILED(SafeArrayAccessData(givenStrings, reinterpret_cast<void**>(&now)))) now = nullptr;
+        SafeArrayAccessData(lender, reinterpret_cast<void**>(&theirs));
+        const bool unchanged = now != nullptr && std::equal(givenElements.begin(), givenElements.end(), now);
+        for (size_t k = 0; theirs != nullptr && k < givenElements.size(); ++k) {
+            if (!isBorrowed(theirs[k], givenElements[k])) continue;
+            if (unchanged) now[k] = nullptr;
+            else V_VT(&theirs[k]) = VT_EMPTY;
+        }
+        if (theirs != nullptr) SafeArrayUnaccessData(lender);
+        if (now != nullptr) SafeArrayUnaccessData(givenStrings);
+        SafeArrayUnlock(lender);
+        lender = nullptr;
+        return unchanged;
+    }
+
+    ~PendingArgument() {
+        settleBorrowed();
+        if (V_VT(&temporary) != VT_EMPTY) VariantClear(&temporary);
+    }
 };
 
 // Address of the value a variant of the given type holds.
@@ -303,7 +395,19 @@ HRESULT convertIn(const Parameter& p, VARIANT* supplied, PendingArgument& a) {
         } else if (held == (VT_ARRAY | element)) {
             hr = SafeArrayCopy(source, &V_ARRAY(&a.temporary));
         } else if (held == (VT_ARRAY | VT_VARIANT)) {
-            hr = typedFromVariantArray(source, element, &V_ARRAY(&a.temporary));
+            // Borrowing needs the caller's array to outlive the call unchanged: a by-reference
+            // variant whose array no one else holds locked.
+            const bool borrow = element == VT_BSTR && callerByVariant && p.byReference && source->cLocks == 0;
+            hr = typedFromVariantArray(source, element, &V_ARRAY(&a.temporary), borrow);
+            BSTR* strings = nullptr;
+            if (SUCCEEDED(hr) && borrow &&
+                SUCCEEDED(SafeArrayAccessData(V_ARRAY(&a.temporary), reinterpret_cast<void**>(&strings)))) {
+                a.givenStrings = V_ARRAY(&a.temporary);
+                a.givenElements.assign(strings, strings + arrayCount(a.givenStrings));
+                SafeArrayUnaccessData(a.givenStrings);
+                SafeArrayLock(source);
+                a.lender = source;
+            }
         } else {
             return DISP_E_TYPEMISMATCH;
         }
@@ -344,6 +448,11 @@ HRESULT moveOut(VARIANT& temporary, VARIANT* target) {
     if (V_VT(&temporary) & VT_ARRAY) {
         SAFEARRAY* typed = V_ARRAY(&temporary);
         if (typed == nullptr) return S_OK;  // never dimensioned: stays Empty
+        if (V_VT(&temporary) == (VT_ARRAY | VT_VARIANT)) {  // already what scripts index: moved
+            *target = temporary;
+            VariantInit(&temporary);
+            return S_OK;
+        }
         SAFEARRAY* variants = nullptr;
         const HRESULT hr = variantArrayFromTyped(typed, &variants);
         if (FAILED(hr)) return hr;
@@ -370,7 +479,7 @@ HRESULT moveOut(VARIANT& temporary, VARIANT* target) {
 }
 
 HRESULT writeBack(PendingArgument& a) {
-    if (a.callerVariant != nullptr) return moveOut(a.temporary, a.callerVariant);
+    if (a.callerVariant != nullptr) return a.settleBorrowed() ? S_OK : moveOut(a.temporary, a.callerVariant);
     if (a.callerTyped != nullptr) {
         // A typed by-reference argument of another type (a Short for a Long, say).
         const VARTYPE wanted = static_cast<VARTYPE>(V_VT(a.callerTyped) & ~VT_BYREF);
@@ -397,22 +506,44 @@ HRESULT writeBack(PendingArgument& a) {
 
 }  // namespace
 
+HRESULT idsOfNames(REFIID iid, LPOLESTR* names, UINT count, DISPID* ids) {
+    if (count == 0) return S_OK;
+    if (names == nullptr || ids == nullptr) return E_INVALIDARG;
+    const InterfaceDescription* description = describeInterface(iid);
+    if (description == nullptr) return TYPE_E_CANTLOADLIBRARY;
+    std::fill(ids, ids + count, DISPID_UNKNOWN);
+    const auto found = description->byName.find(folded(names[0]));
+    if (found == description->byName.end()) return DISP_E_UNKNOWNNAME;
+    const Function& function = description->functions[found->second];
+    ids[0] = function.member;
+    HRESULT hr = S_OK;
+    for (UINT k = 1; k < count; ++k) {  // named arguments: their positions
+        const auto& known = function.parameterNames;
+        const auto at = std::find(known.begin(), known.end(), folded(names[k]));
+        if (at == known.end()) hr = DISP_E_UNKNOWNNAME;
+        else ids[k] = static_cast<DISPID>(at - known.begin());
+    }
+    return hr;
+}
+
 HRESULT invokeConverted(void* self, REFIID iid, DISPID member, WORD flags, DISPPARAMS* params,
                         VARIANT* result, EXCEPINFO* /*exception*/, UINT* argumentError) {
     DISPPARAMS none{nullptr, nullptr, 0, 0};
     if (params == nullptr) params = &none;
-    const auto description = describeInterface(iid);
-    if (!description) return TYPE_E_CANTLOADLIBRARY;
+    const InterfaceDescription* description = describeInterface(iid);
+    if (description == nullptr) return TYPE_E_CANTLOADLIBRARY;
     const Function* function = findFunction(*description, member, flags);
     if (function == nullptr) return DISP_E_MEMBERNOTFOUND;
 
+    constexpr size_t kMaxParameters = 32;  // the widest member takes about a dozen
     const size_t count = function->parameters.size();
+    if (count > kMaxParameters) return DISP_E_BADPARAMCOUNT;
     size_t callerCount = 0;  // the parameters a caller supplies (all but the retval)
     for (const Parameter& p : function->parameters) callerCount += p.retval ? 0 : 1;
 
     // Which caller variant goes to which parameter (and its position, for argumentError).
-    std::vector<VARIANT*> supplied(count, nullptr);
-    std::vector<UINT> position(count, 0);
+    VARIANT* supplied[kMaxParameters] = {};
+    UINT position[kMaxParameters] = {};
     const UINT positional = params->cArgs - params->cNamedArgs;
     if (positional > callerCount) return DISP_E_BADPARAMCOUNT;
     for (UINT k = 0; k < params->cNamedArgs; ++k) {
@@ -427,10 +558,10 @@ HRESULT invokeConverted(void* self, REFIID iid, DISPID member, WORD flags, DISPP
         position[i] = params->cArgs - 1 - i;
     }
 
-    std::vector<PendingArgument> arguments(count);
-    std::vector<VARIANT> passed(count);
-    std::vector<VARIANTARG*> passedPointers(count);
-    std::vector<VARTYPE> passedTypes(count);
+    PendingArgument arguments[kMaxParameters];
+    VARIANT passed[kMaxParameters];
+    VARIANTARG* passedPointers[kMaxParameters];
+    VARTYPE passedTypes[kMaxParameters];
     for (size_t i = 0; i < count; ++i) {
         const Parameter& p = function->parameters[i];
         if (!p.retval && isMissing(supplied[i]) && !p.optional) return DISP_E_PARAMNOTOPTIONAL;
@@ -453,7 +584,7 @@ HRESULT invokeConverted(void* self, REFIID iid, DISPID member, WORD flags, DISPP
     VARIANT returned;
     VariantInit(&returned);
     HRESULT hr = DispCallFunc(self, static_cast<ULONG_PTR>(function->vtableOffset), CC_STDCALL, VT_ERROR,
-                              static_cast<UINT>(count), passedTypes.data(), passedPointers.data(), &returned);
+                              static_cast<UINT>(count), passedTypes, passedPointers, &returned);
     if (SUCCEEDED(hr)) hr = V_ERROR(&returned);
     if (FAILED(hr)) return hr;
 

@@ -5,7 +5,7 @@
 Option Explicit
 On Error Resume Next
 
-Const kExpectedChecks = 22
+Const kExpectedChecks = 24
 Dim passed, failed
 passed = 0 : failed = 0
 
@@ -120,6 +120,11 @@ Check UBound(tof) = 3 And tof(1) = 1 And tof(3) = 21, "TOF values come back in a
 Dim wellNames, count
 ds1.getWellNames wellNames, count, ok
 Check count = 3 And wellNames(3) = "P2", "getWellNames fills the script's array"
+wellNames(1) = "old"
+ds1.getWellNames wellNames, count, ok   ' the member replaces strings the script handed in
+Check wellNames(1) = "I1" And wellNames(3) = "P2", "getWellNames overwrites a filled array"
+ds1.setWellNames wellNames, count, ok   ' the member only reads them
+Check ok And wellNames(1) = "I1" And wellNames(2) = "P1", "an array the member only reads keeps its strings"
 Check ds1.WellNumber("p1") = 2, "WellNumber upper-cases the name it looks for"
 
 ' ---- search with the optional arguments left out ----
