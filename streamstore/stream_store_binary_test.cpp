@@ -66,10 +66,7 @@ TEST_F(StoreBinaryTest, EmptyStoreWritesItsHeaderRecordsAndTheClosingMarker) {
                                                            "MAINKEY", "ROOTKEY", "FOLDERKEY", "NUMSETS", "<STREAMSTORE"}));
     ASSERT_EQ(records.size(), 10u);
     EXPECT_EQ(records[1].items[0].toText(), rvStreamStorageInfo::productName());
-    EXPECT_EQ(records[2].type, "INTE");
-    EXPECT_EQ(records[2].count, 3);
-    EXPECT_EQ(records[3].count, 25);
-    EXPECT_EQ(records[3].items[0].toLong(), 233);
+    EXPECT_EQ(records[2].type + " " + std::to_string(records[2].count), "INTE 3");
     // Overwrite, modified, rename, check names, cancel: not the declaration order.
     std::vector<bool> flags;
     for (const auto& item : records[4].items) flags.push_back(item.toBoolean());
@@ -90,6 +87,10 @@ TEST_F(StoreBinaryTest, RoundTripKeepsEveryDatasetInBothForms) {
         std::string difference;
         EXPECT_TRUE(copy.sameContents(original, difference)) << difference;
         EXPECT_TRUE(reports().empty());
+        std::shared_ptr<rvStreamSet> first;  // a spot check through the public members as well
+        copy.GetItem(1, first);
+        EXPECT_EQ(first->getWellName(3) + " " + first->UCaseTVDisplayRoot(), "I1 DISPLAY ROOT");
+        EXPECT_EQ(first->getWAFNumberWells(), 5);
         EXPECT_EQ(attributeConstantTable().ubound(), 25);
     }
     // Export leaves the store as it was; importing again appends (renamed, the flag came back).
@@ -136,12 +137,10 @@ TEST_F(StoreBinaryTest, FilesOfTheFirstFormatVersionStillLoad) {
     fillStore(expected, 2);
     rvStreamStore binary, formatted;
     bool qOK = false;
-    ASSERT_TRUE(loadStore(binary, folder + "/store_v1.rec", qOK));
-    EXPECT_TRUE(qOK);
+    ASSERT_TRUE(loadStore(binary, folder + "/store_v1.rec", qOK) && qOK);
     std::string difference;
     EXPECT_TRUE(binary.sameContents(expected, difference)) << difference;
-    ASSERT_TRUE(loadStore(formatted, folder + "/store_v1.txt", qOK));
-    EXPECT_TRUE(qOK);
+    ASSERT_TRUE(loadStore(formatted, folder + "/store_v1.txt", qOK) && qOK);
     ASSERT_EQ(formatted.NumberOfStreamSets(), 1);
     std::shared_ptr<rvStreamSet> loaded;
     formatted.GetItem(1, loaded);
@@ -170,12 +169,9 @@ TEST_F(StoreBinaryTest, ImportTakesKeysAsWrittenAndAppliesFlagRules) {
     rvStreamStore store;
     store.AutomaticCancel(true);
     bool qOK = false;
-    ASSERT_TRUE(loadStore(store, path("keys.rec"), qOK));
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(store.FolderKey(), "Custom folder");
-    EXPECT_EQ(store.MainKey(), "M");
-    EXPECT_TRUE(store.AutomaticOverWrite());
-    EXPECT_TRUE(store.AutomaticCancel());
+    ASSERT_TRUE(loadStore(store, path("keys.rec"), qOK) && qOK);
+    EXPECT_EQ(store.FolderKey() + "|" + store.MainKey(), "Custom folder|M");
+    EXPECT_TRUE(store.AutomaticOverWrite() && store.AutomaticCancel());
     EXPECT_EQ(store.NumberOfStreamSets(), 0);
     EXPECT_TRUE(reports().empty());
 
@@ -187,8 +183,7 @@ TEST_F(StoreBinaryTest, ImportTakesKeysAsWrittenAndAppliesFlagRules) {
         .commit();
     rvStreamStore untouched;
     ASSERT_TRUE(loadStore(untouched, path("fewflags.rec"), qOK));
-    EXPECT_FALSE(untouched.AutomaticOverWrite());
-    EXPECT_FALSE(untouched.AutomaticRename());
+    EXPECT_FALSE(untouched.AutomaticOverWrite() || untouched.AutomaticRename());
 }
 
 TEST_F(StoreBinaryTest, RestoredFlagsDecideClashesWithStoredDatasets) {
