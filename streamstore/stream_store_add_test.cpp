@@ -6,8 +6,7 @@
 #include <unordered_set>
 
 #include "common/text.hpp"
-#include "recordfile/record_file.hpp"
-#include "recordfile/record_file_testing.hpp"
+#include "streamstore/persistence_test_support.hpp"
 #include "streamstore/stream_store_test_support.hpp"
 
 namespace tkstream63::store_test {
@@ -181,11 +180,7 @@ TEST_P(StoreAgainstScan, EveryAnswerAndTheListStayTheSame) {
     for (int32_t k = 0; k < 3; ++k) {
         templates.push_back(makeTwins().first);
         files.push_back(scratch.file("set" + std::to_string(k) + ".rec"));
-        RecordFile file;
-        bool qOK = false;
-        ASSERT_TRUE(file.OpenForWriting(files.back()));
-        templates.back()->BINARYEXPORT(file, qOK);
-        ASSERT_TRUE(file.Commit() && qOK);
+        ASSERT_TRUE(persistence_test::saveStore(*templates.back(), files.back()));
     }
     const auto change = [&](rvStreamSet& d, int32_t path, std::string value) {
         const int32_t codes[] = {1, 4, 18, 19};
@@ -205,10 +200,9 @@ TEST_P(StoreAgainstScan, EveryAnswerAndTheListStayTheSame) {
                 return;
             }
             case 6: {
-                RecordFile file;
                 bool qOK = false;
-                file.OpenForReading(files[value.size() % files.size()]);
-                return d.BINARYIMPORT(file, qOK);
+                persistence_test::loadStore(d, files[value.size() % files.size()], qOK);
+                return;
             }
             default: d = *templates[value.size() % templates.size()];
         }

@@ -76,15 +76,8 @@ TEST_F(WafSetBinaryTest, RecordSequenceAndColumnOrderFollowTheLayout) {
     EXPECT_EQ(items(records[18]), (Texts{"4", "1", "3", "1"}));
 }
 
-TEST_F(WafSetBinaryTest, RoundTripKeepsEveryFieldAndTheRateQuirk) {
-    // More injectors than producers: the last "CNT" names no producer row, nothing changes.
-    auto original = makeWafSet(1, 2, 3);
-    exportSet(*original, path("exact.rec"));
-    rvWAFSet copy;
-    EXPECT_TRUE(importSet(copy, path("exact.rec")));
-    std::string difference;
-    EXPECT_TRUE(copy.sameContents(*original, difference)) << difference;
-
+// An exact round trip (more injectors than producers) is checked through the store's file.
+TEST_F(WafSetBinaryTest, RoundTripKeepsTheRateQuirk) {
     // Three producers and one injector: the last "CNT" before "WAFDATA" is injector 1, so
     // producer 1's rate comes back as the first WAF value.
     auto quirky = makeWafSet(2, 3, 1);
@@ -93,6 +86,7 @@ TEST_F(WafSetBinaryTest, RoundTripKeepsEveryFieldAndTheRateQuirk) {
     EXPECT_TRUE(importSet(reread, path("quirk.rec")));
     const float firstWafValue = 0.5f + 2.0f;
     bool ok = false;
+    std::string difference;
     EXPECT_FALSE(reread.sameContents(*quirky, difference));
     EXPECT_EQ(difference, "producer table");
     quirky->setProducerData(1, 1, 1, 5, 4, firstWafValue, ok);
