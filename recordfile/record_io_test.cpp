@@ -368,19 +368,5 @@ TEST(RecordFormattedForm, BadCutOrEditedTextStopsReadingWithAClearMessage) {
     }
 }
 
-TEST(RecordFailures, CheckRecordCallRaisesTheFileMessageUnderTheCallersTrap) {
-    ScratchDirectory dir;
-    RecordFile in;
-    EXPECT_FALSE(in.OpenForReading(dir.file("missing.rec")));
-    EXPECT_EQ(in.LastErrorCode(), kRecordFileNotFound);
-    errorReporter().clearRecentMessages();
-    EXPECT_FALSE(runTrapped("rvStreamStore", "BINARYIMPORT", [&] { checkRecordCall(in.LastErrorCode(), in); }));
-    const auto messages = errorReporter().recentMessages();
-    ASSERT_EQ(messages.size(), 1u);
-    EXPECT_EQ(messages[0].message, "Error:" + in.LastError() + " (No.53) In [rvStreamStore (Code) (BINARYIMPORT)] ");
-    EXPECT_EQ(messages[0].code, -1);
-    EXPECT_TRUE(runTrapped("x", "y", [&] { checkRecordCall(kRecordOK, in); }));
-}
-
 }  // namespace
 }  // namespace tkstream63
