@@ -87,6 +87,8 @@ TEST_F(SearchTest, ConditionsCandidatesAndExitAfterOne) {
         {{{kDataClass, "GRID"}}, {4, 5, 1}, true, true, {{5, -1}}},
         {{{kDataClass, "GRID"}, {kOrigin, "BASE"}}, {0, 6, 3, -4, 99, 1}, false, true,
          {{3, -1}, {1, -1}}},
+        {{{kDataClass, "GRID"}}, {0, 6, 2}, false, true, {{2, -1}}},  // no pre-filter
+        {{{kOrigin, "base"}}, {5, 3, 1}, true, true, {{5, 0}}},      // the fast case stops at once
     };
     for (const Case& c : cases) {
         store.SearchClear();
