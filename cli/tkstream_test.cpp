@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "cli/dataset_geometry.hpp"
-#include "recordfile/crc32c.hpp"
 #include "cli/record_scan.hpp"
 #include "examples/field_viewer_workflow.hpp"
 #include "recordfile/record_file_testing.hpp"
+#include "recordfile/record_test_data.hpp"
 
 namespace tkstream_cli {
 namespace {
@@ -244,18 +244,6 @@ TEST(Tkstream, ConvertRoundTripsAreByteIdentical) {
     }
 }
 
-// A hand-edited formatted file is made whole again by rewriting its trailer line, which gives
-// the record count, the length and the CRC-32C of the text before it.
-void resealTrailerLine(std::string& text) {
-    const size_t trailer = text.rfind("END records=");
-    const size_t records = text.find(' ', trailer + 4);
-    const std::string count = text.substr(trailer + 12, records - trailer - 12);
-    char crc[16];
-    std::snprintf(crc, sizeof crc, "%08X", crc32c(0, text.data(), trailer));
-    text.replace(trailer, std::string::npos,
-                 "END records=" + count + " bytes=" + std::to_string(trailer) + " crc32c=" + crc + "\n");
-}
-
 TEST(Tkstream, DiffFindsOneChangedNodeValueAndRespectsTolerances) {
     const Files& files = Files::get();
     // Dataset 2's first X value, changed by 0.1 % in a copy of the formatted file.
@@ -266,7 +254,8 @@ TEST(Tkstream, DiffFindsOneChangedNodeValueAndRespectsTolerances) {
     const float original = std::stof(text.substr(at, end - at));
     const float changed = original * 1.001f;
     text.replace(at, end - at, numberText(changed));
-    resealTrailerLine(text);
+    const size_t trailer = text.rfind("END records=");  // made whole again with a new trailer line
+    text = tkstream63::testing::withTrailer(text.substr(0, trailer), std::stoi(text.substr(trailer + 12)));
     const std::string edited = files.path("edited.txt");
     writeFile(edited, text);
     const double gap = changed - original;

@@ -6,12 +6,14 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "common/bounded_array.hpp"
 #include "common/errors.hpp"
 #include "common/shared_objects.hpp"
+#include "common/utilities.hpp"
 
 namespace tkstream63::testing_support {
 
@@ -70,6 +72,17 @@ int32_t errorNumberOf(Action&& action) {
 class ReportClearingTest : public ::testing::Test {
 protected:
     void SetUp() override { errorReporter().clearRecentMessages(); }
+};
+
+// ... and with a duplicate-name dialog that answers from a script (cancel once it runs dry), so
+// that no test ever waits on a console.
+class ScriptedDialogTest : public ReportClearingTest {
+protected:
+    void SetUp() override {
+        ReportClearingTest::SetUp();
+        installDuplicateNameDialog(dialog);
+    }
+    std::shared_ptr<ScriptedDialog> dialog = std::make_shared<ScriptedDialog>();
 };
 
 }  // namespace tkstream63::testing_support

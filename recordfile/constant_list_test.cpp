@@ -27,22 +27,14 @@ TEST(AttributeConstantList, IsOneIntegerRecordOf25ValuesThatReadsBackIntoTheTabl
         int32_t n = 0;
         bool ok = false;
         ASSERT_EQ(io.ReadRecordHeader(in, keyword, n, type, ok), kRecordOK);
-        EXPECT_EQ(keyword, "ATTCONST");
-        EXPECT_EQ(n, 25);
-        EXPECT_EQ(type, "INTE");
+        EXPECT_EQ(keyword + " " + std::to_string(n) + " " + type, "ATTCONST 25 INTE");
         Array<int32_t>& table = attributeConstantTable();
         ASSERT_EQ(io.ReadIntegerArray(n, "'", in, table, ok), kRecordOK);
-        ASSERT_EQ(table.size(), 25u);
-        EXPECT_EQ(table(1), 233);  // the record width
-        // The (start, width) pairs run on from column 1 except the pair (0, 72), kept as it is.
-        EXPECT_EQ(table(2), 1);
-        EXPECT_EQ(table(22), 0);
-        EXPECT_EQ(table(23), 72);
-        EXPECT_EQ(table(24), 217);
-        EXPECT_EQ(table(25), 16);
-        for (int32_t pair = 2; pair <= 18; pair += 2) EXPECT_EQ(table(pair) + table(pair + 1), table(pair + 2));
-        EXPECT_EQ(table(20) + table(21), table(24));
-        EXPECT_EQ(table(24) + table(25), 233);
+        // The record width, then (start, width) pairs running on from column 1 except the pair
+        // (0, 72), kept as it is.
+        EXPECT_EQ(testing_support::values(table),
+                  (std::vector<int32_t>{233, 1, 32, 33, 8, 41, 16, 57, 16, 73, 40, 113, 16, 129, 16, 145, 16, 161,
+                                        16, 177, 40, 0, 72, 217, 16}));
         int32_t read = 0, total = 0;
         bool eof = false;
         in.GetReadState(read, total, eof);

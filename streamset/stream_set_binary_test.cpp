@@ -13,17 +13,11 @@ using namespace persistence_test;
 
 class StreamSetBinaryTest : public PersistenceTest {
 protected:
-    bool exportSet(rvStreamSet& set, const std::string& file, RecordForm form = RecordForm::Binary) {
-        RecordFile records;
-        records.OpenForWriting(file, form);
-        bool qOK = false;
-        set.BINARYEXPORT(records, qOK);
-        return records.Commit() && qOK;
-    }
+    bool exportSet(rvStreamSet& set, const std::string& file) { return saveStore(set, file); }
     bool importSet(rvStreamSet& set, const std::string& file) {
         RecordFile records;
         EXPECT_TRUE(records.OpenForReading(file));
-        bool qOK = true;
+        bool qOK = true;  // the import itself must answer False
         set.BINARYIMPORT(records, qOK);
         return qOK;
     }
@@ -78,21 +72,9 @@ TEST_F(StreamSetBinaryTest, RecordSequenceFollowsTheLayout) {
     EXPECT_EQ(*(open + 1), "<WELLINFO");
 }
 
-TEST_F(StreamSetBinaryTest, RoundTripKeepsEveryFieldInBothForms) {
-    for (const RecordForm form : {RecordForm::Binary, RecordForm::Formatted}) {
-        SCOPED_TRACE(form == RecordForm::Binary ? "binary" : "formatted");
-        auto original = makeDataSet(3, true);
-        ASSERT_TRUE(exportSet(*original, path("full.rec"), form));
-        rvStreamSet copy;
-        EXPECT_TRUE(importSet(copy, path("full.rec")));
-        std::string difference;
-        EXPECT_TRUE(copy.sameContents(*original, difference)) << difference;
-        EXPECT_TRUE(reports().empty());
-        // A spot check through the public members as well.
-        EXPECT_EQ(copy.getWellName(3) + " " + copy.UCaseTVDisplayRoot(), "I1 DISPLAY ROOT");
-        EXPECT_EQ(copy.getWAFNumberWells(), 5);
-    }
-    // The comparison itself notices a changed bit.
+// Round trips of whole datasets in both forms are checked through the store's file; the
+// comparison they rely on must notice a single changed bit.
+TEST_F(StreamSetBinaryTest, ComparisonNoticesAChangedBit) {
     auto a = makeDataSet(1, false);
     auto b = makeDataSet(1, false);
     bool ok = false;

@@ -55,16 +55,14 @@ TEST(StreamlineTable, FreshDatasetAndHeaderQuirks) {
     int32_t nHeaders = 99;
     bool qOK = true;
     set.getHeaders(headers, units, nHeaders, qOK);
-    EXPECT_FALSE(qOK);
-    EXPECT_EQ(nHeaders, 99);
+    EXPECT_FALSE(qOK || nHeaders != 99);
 
     set.setHeaders(texts({"A", "B", "C"}), texts({"ua", "ub", "uc"}), 3, qOK);
     EXPECT_TRUE(qOK);
     set.setHeaders(texts({"Z"}), texts({"uz"}), 0, qOK);  // no headers: nothing changes
     EXPECT_FALSE(qOK);
     set.getHeaders(headers, units, nHeaders, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(nHeaders, 3);
+    EXPECT_TRUE(qOK && nHeaders == 3);
     EXPECT_EQ(values(units), values(headers));  // units receive the header names
     EXPECT_EQ(values(headers), (std::vector<std::string>{"A", "B", "C"}));
 
@@ -89,15 +87,13 @@ TEST_F(Streamlines, ShortCallerArraysKeepWhatIsStored) {
     EXPECT_NE(lastReport().find("(setStreamLinePointers)"), std::string::npos);
 
     set.setHeaders(texts({"A", "B"}), texts({"u"}), 2, qOK);
-    EXPECT_FALSE(qOK);
-    EXPECT_EQ(set.NumCols(), 8);
+    EXPECT_FALSE(qOK || set.NumCols() != 8);
 
     // Counts of 0 change nothing and succeed.
+    bool pointersOK = false;
     set.setStreamLineData(shortNodes, 0, 5, qOK);
-    EXPECT_TRUE(qOK);
-    set.setStreamLinePointers(singleSize, 8, 0, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(set.NumberStreamlines(), 3);
+    set.setStreamLinePointers(singleSize, 8, 0, pointersOK);
+    EXPECT_TRUE(qOK && pointersOK && set.NumberStreamlines() == 3);
 
     Array<float> tof;
     int32_t nnodes = 0;
@@ -122,17 +118,14 @@ TEST_F(Streamlines, ColumnRunsAndUntouchedOutputs) {
     for (int32_t iStream : {0, 4}) {
         nnodes = 77;
         set.getSingleStreamlineTOF(iStream, drt, nnodes, qOK);
-        EXPECT_TRUE(qOK);
-        EXPECT_EQ(nnodes, 77);
+        EXPECT_TRUE(qOK && nnodes == 77) << iStream;
     }
     set.getSingleStreamlineTOF(2, drt, nnodes, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(nnodes, 0);
+    EXPECT_TRUE(qOK && nnodes == 0);
     for (int32_t iProp : {0, 9}) {
         nnodes = 77;
         set.getSingleStreamlineProperty(1, iProp, drt, nnodes, qOK);
-        EXPECT_TRUE(qOK);
-        EXPECT_EQ(nnodes, 77);
+        EXPECT_TRUE(qOK && nnodes == 77) << iProp;
     }
     EXPECT_EQ(drt.size(), 6u);
     set.getSingleStreamlineProperty(1, 8, drt, nnodes, qOK);

@@ -183,20 +183,24 @@ inline std::string testDataFolder() {
     return std::string(__FILE__).substr(0, std::string(__FILE__).rfind('/')) + "/testdata";
 }
 
-inline bool saveStore(rvStreamStore& store, const std::string& path, RecordForm form = RecordForm::Binary) {
+// Saves a store or a dataset (its record section alone) to a new file: true when the export and
+// the commit both succeeded.
+template <class Saved>
+bool saveStore(Saved& saved, const std::string& path, RecordForm form = RecordForm::Binary) {
     RecordFile file;
     if (!file.OpenForWriting(path, form)) return false;
     bool qOK = false;
-    store.BINARYEXPORT(file, qOK);
+    saved.BINARYEXPORT(file, qOK);
     return file.Commit() && qOK;
 }
 
-// Imports into store; false when the file could not be opened.
-inline bool loadStore(rvStreamStore& store, const std::string& path, bool& qOK) {
+// Imports into a store or a dataset; false when the file could not be opened.
+template <class Loaded>
+bool loadStore(Loaded& loaded, const std::string& path, bool& qOK) {
     RecordFile file;
     qOK = false;
     if (!file.OpenForReading(path)) return false;
-    store.BINARYIMPORT(file, qOK);
+    loaded.BINARYIMPORT(file, qOK);
     return true;
 }
 
@@ -276,18 +280,10 @@ private:
     RecordIO io_;
 };
 
-// Fresh reporter state and a dialog that answers from a script (cancel when it runs dry).
-class PersistenceTest : public ::testing::Test {
+class PersistenceTest : public testing_support::ScriptedDialogTest {
 protected:
-    void SetUp() override {
-        dialog = std::make_shared<ScriptedDialog>();
-        installDuplicateNameDialog(dialog);
-        errorReporter().clearRecentMessages();
-    }
     std::string path(const std::string& name) const { return scratch.file(name); }
-
     ScratchDirectory scratch;
-    std::shared_ptr<ScriptedDialog> dialog;
 };
 
 }  // namespace tkstream63::persistence_test

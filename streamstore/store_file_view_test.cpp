@@ -118,15 +118,11 @@ TEST_F(StoreFileViewTest, GivesWhatAFullImportGives) {
             const auto set = imported(k);
             StoreDatasetSummary s;
             ASSERT_TRUE(view.Summary(k, s));
-            EXPECT_EQ(s.Origin, set->Origin());
-            EXPECT_EQ(s.FileName, set->FileName());
-            EXPECT_EQ(s.DataClass, set->DataClass());
-            EXPECT_EQ(s.DateStamp, set->DateStamp());
-            EXPECT_EQ(s.SimulationTime, set->SimulationTime());
-            EXPECT_EQ(s.NumberStreamlines, set->NumberStreamlines());
-            EXPECT_EQ(s.NumberWells, set->NumberWells());
-            EXPECT_EQ(s.MaxRows, set->MaxRows());
-            EXPECT_EQ(s.WAF, set->WAF());
+            EXPECT_EQ(std::tie(s.Origin, s.FileName, s.DataClass, s.DateStamp, s.SimulationTime),
+                      std::make_tuple(set->Origin(), set->FileName(), set->DataClass(), set->DateStamp(),
+                                      set->SimulationTime()));
+            EXPECT_EQ(std::tie(s.NumberStreamlines, s.NumberWells, s.MaxRows, s.WAF),
+                      std::make_tuple(set->NumberStreamlines(), set->NumberWells(), set->MaxRows(), set->WAF()));
             EXPECT_GE(s.SectionOffset, previousEnd);  // sections follow each other
             previousEnd = s.SectionOffset + s.SectionLength;
 

@@ -63,12 +63,8 @@ TEST_F(StoreTest, EveryAccessorReportsAnEmptySpareSlotUnderItsOwnName) {
     for (const auto& [name, call] : sampleMembers()) {
         errorReporter().clearRecentMessages();
         call(store, 2, outputs);
-        const auto texts = reports();
-        ASSERT_EQ(texts.size(), 1u) << name;
-        EXPECT_EQ(texts.front(),
-                  "Error:Object variable or With block variable not set (No.91) In "
-                  "[rvStreamStore (Code) (" +
-                      name + ")] ");
+        EXPECT_EQ(reports(), Strings{"Error:Object variable or With block variable not set (No.91) In "
+                                     "[rvStreamStore (Code) (" + name + ")] "});
         // Bad numbers are quiet.
         errorReporter().clearRecentMessages();
         call(store, 0, outputs);
@@ -92,24 +88,20 @@ TEST_F(StoreTest, BadNumbersGiveFallbacksAndTheSpareNumberReachesTheFreshSpareDa
         EXPECT_EQ(store.DSWellName(bad, 1), "");
 
         float limits[6] = {9, 9, 9, 9, 9, 9};
-        bool qOK = true;
+        bool qOK = true, typeSet = true;
         store.DSGetLimits(bad, limits[0], limits[1], limits[2], limits[3], limits[4], limits[5], qOK);
-        EXPECT_FALSE(qOK);
-        EXPECT_EQ(limits[5], 9.0f);
         Array<std::string> names = textArray({"keep"});
         store.DSGetWellList(bad, names, number, qOK);
-        EXPECT_EQ(names(1), "keep");
         store.SetDSFileName(bad, "changed");
-        store.DSSetFileType(bad, 5, qOK);
-        EXPECT_FALSE(qOK);
+        store.DSSetFileType(bad, 5, typeSet);
+        EXPECT_FALSE(qOK || typeSet || limits[5] != 9.0f || names(1) != "keep");
     }
     for (int32_t i = 1; i <= 3; ++i)
         EXPECT_EQ(std::make_pair(item(i)->FileName(), item(i)->FileType()), std::make_pair(std::string(), 0));
     EXPECT_TRUE(reports().empty());
 
     std::string origin = "keep";
-    EXPECT_TRUE(store.DSOrigin(3, origin));
-    EXPECT_EQ(origin, "");
+    EXPECT_TRUE(store.DSOrigin(3, origin) && origin.empty());
     EXPECT_EQ(store.DSNumberWells(3), -1) << "a fresh dataset has no well table yet";
     EXPECT_TRUE(store.Initialised(3) && store.AllData(3) && store.LoadEverySL(3) == 1);
     bool qOK = false;
@@ -140,8 +132,7 @@ TEST_F(StoreTest, ForwardsReachTheirOwnMemberOfTheNumberedDataSet) {
     store.DSsetFileName(2, "two.dat");
     store.DSSetFileType(2, 4, qOK);
     store.DSSetWAFType(2, 5, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(target->WAFType(), 5);
+    EXPECT_TRUE(qOK && target->WAFType() == 5);
     store.IsDirty(2, true);
     store.DSUseWellList(2, true);
     store.DSSetLimits(2, 1, 2, 3, 4, 5, 6, qOK);
@@ -173,8 +164,7 @@ TEST_F(StoreTest, ForwardsReachTheirOwnMemberOfTheNumberedDataSet) {
     EXPECT_EQ(fetched[0], "Unknown");
 
     // Dataset 1 saw none of it; UnitDataSource stands for nothing.
-    EXPECT_FALSE(store.IsDirty(1));
-    EXPECT_EQ(store.FileName(1), "");
+    EXPECT_FALSE(store.IsDirty(1) || !store.FileName(1).empty());
     store.UnitDataSource(1, 9);
     EXPECT_EQ(store.UnitDataSource(1), 0);
 }
@@ -203,7 +193,6 @@ TEST_F(StoreTest, WellForwardsKeepTheirPublishedOrder) {
     target->setWAF(wafSetWithWells({"W1", "W2", "W3"}), qOK);
     Array<std::string> plain, waf;
     store.DSListOfWellNames(1, longArray({3, 1}), 2, plain, qOK);
-    EXPECT_TRUE(qOK);
     store.DSWAFListOfWellNames(1, longArray({3, 1}), 2, waf, qOK);
     EXPECT_EQ(values(plain), (Strings{"W3", "W1"}));
     EXPECT_EQ(values(waf), values(plain));
@@ -232,19 +221,16 @@ TEST_F(StoreTest, WAFWellListLivesInTheAttachedSet) {
     store.InitWAFWellListByName(1, textArray({"W3", "W1", "nope"}), 3, qOK);
     EXPECT_TRUE(qOK && store.WAFWellListSet(1));
     store.getWAFWellList(1, names, n, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(values(names, n), (Strings{"W1", "W3"}));
+    EXPECT_TRUE(qOK && values(names, n) == (Strings{"W1", "W3"}));
     EXPECT_EQ(definedNames(), (Strings{"W1", "W3"}));
     EXPECT_EQ(store.DSNumberDefinedWAFWells(1), 2);
 
     // Switching the flag off lets every defined well count again; an empty list switches it off too.
     store.WAFWellListSet(1, false);
-    EXPECT_FALSE(store.WAFWellListSet(1));
     EXPECT_EQ(definedNames(), (Strings{"W1", "W2", "W3"}));
     store.WAFWellListSet(1, true);
     store.InitWAFWellListByName(1, Array<std::string>(), 0, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_FALSE(store.WAFWellListSet(1));
+    EXPECT_TRUE(qOK && !store.WAFWellListSet(1));
 
     // Without a WAF set nothing happens and nothing is reported.
     store.InitWAFWellListByName(2, textArray({"W1"}), 1, qOK);
@@ -271,8 +257,7 @@ TEST_F(StoreTest, OriginsByFileTypeAreDistinctInOrderOfFirstAppearance) {
     Array<std::string> origins;
     bool qOK = false;
     store.GetOriginsByFileType(1, origins, qOK);
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(values(origins), (Strings{"A", "B", "a"}));
+    EXPECT_TRUE(qOK && values(origins) == (Strings{"A", "B", "a"}));
     store.GetOriginsByFileType(2, origins, qOK);
     EXPECT_EQ(values(origins), Strings{"C"});
     store.GetOriginsByFileType(3, origins, qOK);
@@ -281,8 +266,7 @@ TEST_F(StoreTest, OriginsByFileTypeAreDistinctInOrderOfFirstAppearance) {
 
     store.ReInitialise();
     store.GetOriginsByFileType(0, origins, qOK);
-    EXPECT_FALSE(qOK);
-    EXPECT_TRUE(reports().empty());
+    EXPECT_FALSE(qOK || !reports().empty());
 }
 
 }  // namespace

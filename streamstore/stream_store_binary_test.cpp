@@ -1,5 +1,6 @@
 // The store file: its own records, round trips in both forms, the import's rules for flags,
-// keys and duplicates, and its behaviour on cut, damaged, oversized and failing files.
+// keys and duplicates, and its behaviour on cut, oversized and failing files. (Damaged bytes and
+// missing records are caught by the record layer's checks, tested with the record file.)
 #include <gtest/gtest.h>
 #include <malloc.h>
 
@@ -66,10 +67,7 @@ TEST_F(StoreBinaryTest, EmptyStoreWritesItsHeaderRecordsAndTheClosingMarker) {
                                                            "MAINKEY", "ROOTKEY", "FOLDERKEY", "NUMSETS", "<STREAMSTORE"}));
     ASSERT_EQ(records.size(), 10u);
     EXPECT_EQ(records[1].items[0].toText(), rvStreamStorageInfo::productName());
-    EXPECT_EQ(records[2].type, "INTE");
-    EXPECT_EQ(records[2].count, 3);
-    EXPECT_EQ(records[3].count, 25);
-    EXPECT_EQ(records[3].items[0].toLong(), 233);
+    EXPECT_EQ(records[2].type + " " + std::to_string(records[2].count), "INTE 3");
     // Overwrite, modified, rename, check names, cancel: not the declaration order.
     std::vector<bool> flags;
     for (const auto& item : records[4].items) flags.push_back(item.toBoolean());
@@ -77,38 +75,11 @@ TEST_F(StoreBinaryTest, EmptyStoreWritesItsHeaderRecordsAndTheClosingMarker) {
     EXPECT_EQ(records[8].items[0].toLong(), 0);
 }
 
-TEST_F(StoreBinaryTest, RoundTripKeepsEveryDatasetInBothForms) {
+// Saving twice, and saving what was loaded (its tables in fresh memory), gives the same bytes.
+TEST_F(StoreBinaryTest, RoundTripKeepsEveryDatasetAndTheSameBytesInBothForms) {
     rvStreamStore original;
     fillStore(original, 3);
-    for (const RecordForm form : {RecordForm::Binary, RecordForm::Formatted}) {
-        SCOPED_TRACE(form == RecordForm::Binary ? "binary" : "formatted");
-        ASSERT_TRUE(saveStore(original, path("store.rec"), form));
-        rvStreamStore copy;
-        bool qOK = false;
-        ASSERT_TRUE(loadStore(copy, path("store.rec"), qOK));
-        EXPECT_TRUE(qOK);
-        std::string difference;
-        EXPECT_TRUE(copy.sameContents(original, difference)) << difference;
-        EXPECT_TRUE(reports().empty());
-        EXPECT_EQ(attributeConstantTable().ubound(), 25);
-    }
-    // Export leaves the store as it was; importing again appends (renamed, the flag came back).
-    ASSERT_TRUE(saveStore(original, path("again.rec")));
-    rvStreamStore twice;
-    bool qOK = false;
-    loadStore(twice, path("again.rec"), qOK);
-    loadStore(twice, path("again.rec"), qOK);
-    ASSERT_EQ(twice.NumberOfStreamSets(), 6);
-    std::shared_ptr<rvStreamSet> renamed;
-    twice.GetItem(4, renamed);
-    EXPECT_EQ(renamed->Origin(), "Run 11");
-}
-
-TEST_F(StoreBinaryTest, SavingTheSameStoreTwiceGivesTheSameBytesInBothForms) {
-    rvStreamStore original;
-    fillStore(original, 2);
-    // A node table large enough to get padding before its body.
-    auto large = makeDataSet(9, false);
+    auto large = makeDataSet(9, false);  // a node table large enough to get padding before its body
     Array<float> nodes(1, 70000, 1, 2);
     for (size_t k = 0; k < nodes.size(); ++k) nodes.data()[k] = static_cast<float>(k);
     bool ok = false;
@@ -118,15 +89,31 @@ TEST_F(StoreBinaryTest, SavingTheSameStoreTwiceGivesTheSameBytesInBothForms) {
         SCOPED_TRACE(form == RecordForm::Binary ? "binary" : "formatted");
         ASSERT_TRUE(saveStore(original, path("first.rec"), form));
         ASSERT_TRUE(saveStore(original, path("second.rec"), form));
-        // A store loaded from the file holds its tables in fresh memory; its file is the same.
         rvStreamStore copy;
         bool qOK = false;
-        ASSERT_TRUE(loadStore(copy, path("first.rec"), qOK));
+        ASSERT_TRUE(loadStore(copy, path("first.rec"), qOK) && qOK);
+        std::string difference;
+        EXPECT_TRUE(copy.sameContents(original, difference)) << difference;
+        EXPECT_TRUE(reports().empty());
+        std::shared_ptr<rvStreamSet> first;  // a spot check through the public members as well
+        copy.GetItem(1, first);
+        EXPECT_EQ(first->getWellName(3) + " " + first->UCaseTVDisplayRoot(), "I1 DISPLAY ROOT");
+        EXPECT_EQ(first->getWAFNumberWells(), 5);
+        EXPECT_EQ(attributeConstantTable().ubound(), 25);
         ASSERT_TRUE(saveStore(copy, path("third.rec"), form));
-        const auto first = readFileBytes(path("first.rec"));
-        EXPECT_TRUE(first == readFileBytes(path("second.rec")));
-        EXPECT_TRUE(first == readFileBytes(path("third.rec")));
+        const auto bytes = readFileBytes(path("first.rec"));
+        EXPECT_TRUE(bytes == readFileBytes(path("second.rec")));
+        EXPECT_TRUE(bytes == readFileBytes(path("third.rec")));
     }
+    // Export leaves the store as it was; importing again appends (renamed, the flag came back).
+    rvStreamStore twice;
+    bool qOK = false;
+    loadStore(twice, path("first.rec"), qOK);
+    loadStore(twice, path("first.rec"), qOK);
+    ASSERT_EQ(twice.NumberOfStreamSets(), 8);
+    std::shared_ptr<rvStreamSet> renamed;
+    twice.GetItem(5, renamed);
+    EXPECT_EQ(renamed->Origin(), "Run 11");
 }
 
 TEST_F(StoreBinaryTest, FilesOfTheFirstFormatVersionStillLoad) {
@@ -136,12 +123,10 @@ TEST_F(StoreBinaryTest, FilesOfTheFirstFormatVersionStillLoad) {
     fillStore(expected, 2);
     rvStreamStore binary, formatted;
     bool qOK = false;
-    ASSERT_TRUE(loadStore(binary, folder + "/store_v1.rec", qOK));
-    EXPECT_TRUE(qOK);
+    ASSERT_TRUE(loadStore(binary, folder + "/store_v1.rec", qOK) && qOK);
     std::string difference;
     EXPECT_TRUE(binary.sameContents(expected, difference)) << difference;
-    ASSERT_TRUE(loadStore(formatted, folder + "/store_v1.txt", qOK));
-    EXPECT_TRUE(qOK);
+    ASSERT_TRUE(loadStore(formatted, folder + "/store_v1.txt", qOK) && qOK);
     ASSERT_EQ(formatted.NumberOfStreamSets(), 1);
     std::shared_ptr<rvStreamSet> loaded;
     formatted.GetItem(1, loaded);
@@ -170,12 +155,9 @@ TEST_F(StoreBinaryTest, ImportTakesKeysAsWrittenAndAppliesFlagRules) {
     rvStreamStore store;
     store.AutomaticCancel(true);
     bool qOK = false;
-    ASSERT_TRUE(loadStore(store, path("keys.rec"), qOK));
-    EXPECT_TRUE(qOK);
-    EXPECT_EQ(store.FolderKey(), "Custom folder");
-    EXPECT_EQ(store.MainKey(), "M");
-    EXPECT_TRUE(store.AutomaticOverWrite());
-    EXPECT_TRUE(store.AutomaticCancel());
+    ASSERT_TRUE(loadStore(store, path("keys.rec"), qOK) && qOK);
+    EXPECT_EQ(store.FolderKey() + "|" + store.MainKey(), "Custom folder|M");
+    EXPECT_TRUE(store.AutomaticOverWrite() && store.AutomaticCancel());
     EXPECT_EQ(store.NumberOfStreamSets(), 0);
     EXPECT_TRUE(reports().empty());
 
@@ -187,8 +169,7 @@ TEST_F(StoreBinaryTest, ImportTakesKeysAsWrittenAndAppliesFlagRules) {
         .commit();
     rvStreamStore untouched;
     ASSERT_TRUE(loadStore(untouched, path("fewflags.rec"), qOK));
-    EXPECT_FALSE(untouched.AutomaticOverWrite());
-    EXPECT_FALSE(untouched.AutomaticRename());
+    EXPECT_FALSE(untouched.AutomaticOverWrite() || untouched.AutomaticRename());
 }
 
 TEST_F(StoreBinaryTest, RestoredFlagsDecideClashesWithStoredDatasets) {
@@ -232,38 +213,6 @@ TEST_F(StoreBinaryTest, FileCutAtEveryOffsetKeepsTheDatasetsBeforeTheCutAndSaysW
         EXPECT_EQ(qOK, started > finished);
         EXPECT_EQ(expectPrefixOf(store, original), finished);
         EXPECT_TRUE(anyReportContains("it is truncated")) << (reports().empty() ? "" : reports().front());
-    }
-}
-
-TEST_F(StoreBinaryTest, FlippedByteOrMissingRecordIsReportedAndLoadsNoWrongValue) {
-    rvStreamStore original;
-    fillStore(original, 2);
-    ASSERT_TRUE(saveStore(original, path("full.rec")));
-    const auto bytes = readFileBytes(path("full.rec"));
-    std::vector<std::vector<uint8_t>> variants;
-    for (size_t at = 0; at < bytes.size(); ++at) {
-        variants.push_back(bytes);
-        variants.back()[at] ^= 0x5A;
-    }
-    // One well's "WPOS" record left out.
-    const auto records = listRecords(path("full.rec"));
-    for (size_t k = 1; k < records.size(); ++k) {
-        if (records[k].keyword != "WPOS") continue;
-        variants.push_back(bytes);
-        variants.back().erase(variants.back().begin() + records[k - 1].end, variants.back().begin() + records[k].end);
-        break;
-    }
-    for (size_t k = 0; k < variants.size(); ++k) {
-        SCOPED_TRACE("variant " + std::to_string(k));
-        writeFileBytes(path("bad.rec"), variants[k]);
-        errorReporter().clearRecentMessages();
-        rvStreamStore store;
-        bool qOK = false;
-        if (!loadStore(store, path("bad.rec"), qOK)) continue;  // the file is refused outright
-        EXPECT_TRUE(anyReportContains("damaged")) << (reports().empty() ? "" : reports().front());
-        expectPrefixOf(store, original);
-        EXPECT_TRUE(store.MainKey().empty() || store.MainKey() == original.MainKey());
-        EXPECT_TRUE(store.FolderKey().empty() || store.FolderKey() == original.FolderKey());
     }
 }
 

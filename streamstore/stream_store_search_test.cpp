@@ -65,8 +65,7 @@ protected:
 
 // Each search starts from SearchClear. Origin and source type alone (fewer than three conditions)
 // take the fast case with flag 0; anything else the general case with flag -1. Values match the
-// whole text, ignoring case. The random sequences in stream_store_add_test.cpp hold every search to
-// the published procedure; these are the cases they do not reach, and a few anchors.
+// whole text, ignoring case.
 TEST_F(SearchTest, ConditionsCandidatesAndExitAfterOne) {
     struct Case {
         Conditions conditions;
@@ -88,6 +87,8 @@ TEST_F(SearchTest, ConditionsCandidatesAndExitAfterOne) {
         {{{kDataClass, "GRID"}}, {4, 5, 1}, true, true, {{5, -1}}},
         {{{kDataClass, "GRID"}, {kOrigin, "BASE"}}, {0, 6, 3, -4, 99, 1}, false, true,
          {{3, -1}, {1, -1}}},
+        {{{kDataClass, "GRID"}}, {0, 6, 2}, false, true, {{2, -1}}},  // no pre-filter
+        {{{kOrigin, "base"}}, {5, 3, 1}, true, true, {{5, 0}}},      // the fast case stops at once
     };
     for (const Case& c : cases) {
         store.SearchClear();
@@ -98,6 +99,18 @@ TEST_F(SearchTest, ConditionsCandidatesAndExitAfterOne) {
         EXPECT_EQ(hits(), c.hits) << c.conditions.front().second;
     }
     EXPECT_TRUE(reports().empty());
+
+    // An Origin changed through its attribute code leaves the upper-case copy the pre-filter reads;
+    // the general case then compares the Origin itself.
+    std::string renamed = "NEW";
+    item(5)->SetDataSetAttribute(kOrigin, renamed);
+    for (const auto& [conditions, expected] : {std::pair{Conditions{{kOrigin, "base"}}, Hits{{1, 0}, {3, 0}, {5, 0}}},
+                                               {Conditions{{kOrigin, "base"}, {kDataClass, "GRID"}}, Hits{{1, -1}, {3, -1}}}}) {
+        store.SearchClear();
+        condition(conditions);
+        ASSERT_TRUE(search());
+        EXPECT_EQ(hits(), expected);
+    }
 
     // SearchClear switches the early exit off again; an empty candidate list means every dataset.
     store.SearchExitAfter1(true);

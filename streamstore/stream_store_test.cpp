@@ -1,5 +1,5 @@
 // The dataset list: a new store, bad numbers, the DeleteItems quirk, reported failures, keys and
-// re-initialising. Adds, replacements, deletes and searches in general are held to the published
+// re-initialising. Adds, replacements and deletes in general are held to the published
 // procedures by the random sequences in stream_store_add_test.cpp.
 #include <functional>
 

@@ -36,16 +36,8 @@ inline Array<std::string> textArray(const std::vector<std::string>& values) {
     return testing_support::list(values);
 }
 
-// Every test starts with a dialog that answers from a script (cancel once it runs dry), so no
-// test ever waits on a console, and with an empty list of reported errors.
-class StoreTest : public ::testing::Test {
+class StoreTest : public testing_support::ScriptedDialogTest {
 protected:
-    void SetUp() override {
-        dialog = std::make_shared<ScriptedDialog>();
-        installDuplicateNameDialog(dialog);
-        errorReporter().clearRecentMessages();
-    }
-
     std::shared_ptr<rvStreamSet> item(int32_t iDataSet) {
         std::shared_ptr<rvStreamSet> dataSet;
         store.GetItem(iDataSet, dataSet);
@@ -63,7 +55,6 @@ protected:
         for (const auto& name : names) store.AddItem(makeDataSet(name));
     }
 
-    std::shared_ptr<ScriptedDialog> dialog;
     rvStreamStore store;
 };
 

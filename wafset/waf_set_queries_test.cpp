@@ -78,9 +78,9 @@ TEST_F(FiveSpot, RefusedWellsWriteNothing) {
 TEST_F(FiveSpot, WalkSkipsRowsPastTheTableAndRoundsPartnersHalfToEven) {
     // A rate column outside the table is a reported fault.
     getData(1, 10);
-    EXPECT_FALSE(qOK);
     EXPECT_EQ(lastReport(),
               "Error:Subscript out of range (No.9) In [rvWAFSet (Code) (getWellWAFData)] ");
+    EXPECT_FALSE(qOK);
     set.getWellNameWAFData("P1", sRate, nRates, otherRate, totalRate, iWells, zWells, qOK, 0);
     EXPECT_FALSE(qOK);
     EXPECT_EQ(lastReport(),
@@ -162,8 +162,7 @@ TEST_F(FiveSpot, NameLookupUpperCasesOnlyTheQuery) {
     EXPECT_EQ(values(numbers), (std::vector<int32_t>{1, -1}));
     Array<std::string> zNames = list<std::string>({"keep"});
     set.getListOfWellNames(list<int32_t>({5, 0}), 3, zNames, qOK);  // array shorter than 3
-    EXPECT_FALSE(qOK);
-    EXPECT_EQ(values(zNames), Names{"keep"});
+    EXPECT_FALSE(qOK || values(zNames) != Names{"keep"});
     set.getListOfWellNames(list<int32_t>({5, 0}), 2, zNames, qOK);
     EXPECT_EQ(values(zNames), (Names{"P2", ""}));
 }

@@ -9,16 +9,11 @@ import pytest
 import tkstream63
 
 def run(program, *args):
-    """Runs a C++ program named by an environment variable; returns (exit code, error output)."""
+    """Runs a C++ program named by an environment variable; returns (exit code, output)."""
     if not os.environ.get(program):
         pytest.skip(f"{program} is not set (run the tests through ctest)")
     done = subprocess.run([os.environ[program], *map(str, args)], capture_output=True, text=True)
-    return done.returncode, done.stderr
-
-
-def run_tool(*args):
-    """The C++ store tool: "resave IN OUT [formatted]" or "compare EXPECTED ACTUAL"."""
-    return run("EXAMPLE_STORE_TOOL", *args)
+    return done.returncode, done.stdout + done.stderr
 
 
 @pytest.fixture(scope="session")
