@@ -14,8 +14,9 @@ namespace {
 
 // ---- imports ----
 
-// Inputs are small: a small read buffer spares the allocator a fresh large block per input.
-constexpr size_t kInputBuffer = 4096;
+// Inputs and saved stores are small: a small buffer spares the allocator a fresh large block (a
+// mapping of its own under the sanitizer, faulted in and unmapped again) for every input.
+constexpr size_t kFileBuffer = 4096;
 
 // Opens the input as a record file and imports it into a fresh T, within the load's budget.
 template <class T>
@@ -25,7 +26,7 @@ void importInto(const uint8_t* data, size_t size) {
     if (path.empty()) return;
     {
         LoadMemoryCheck check(size);
-        RecordFile file(kInputBuffer);
+        RecordFile file(kFileBuffer);
         if (file.OpenForReading(path)) {
             T object;
             bool qOK = false;
@@ -231,14 +232,14 @@ void writePath(const uint8_t* data, size_t size) {
     const RecordForm form = size > 0 && (data[0] & 0x80) != 0 ? RecordForm::Formatted : RecordForm::Binary;
     const std::string path = scratchFolder() + "/store.rec";
     {
-        RecordFile file;
+        RecordFile file(kFileBuffer);
         bool qOK = false;
         if (file.OpenForWriting(path, form)) saved.BINARYEXPORT(file, qOK);
         require(qOK && file.Commit(), "the save");
     }
     rvStreamStore loaded;
     {
-        RecordFile file;
+        RecordFile file(kFileBuffer);
         bool qOK = false;
         require(file.OpenForReading(path), "the open");
         LoadMemoryCheck check(static_cast<size_t>(file.TotalBytes()));
