@@ -23,7 +23,7 @@ void* takeLargeBlock(size_t bytes) noexcept;
 
 // Returns a block from takeLargeBlock, with the byte count it was asked for. A few recent blocks
 // (up to a bounded total) are kept for the next takeLargeBlock; the system may still reclaim
-// their pages when it runs short, except those of the latest ones given back (up to 256 MiB in
+// their pages when it runs short, except those of the latest ones given back (up to 512 MiB in
 // all), which stay ready for the next tables. The rest goes back at once.
 void giveBackLargeBlock(void* block, size_t bytes) noexcept;
 

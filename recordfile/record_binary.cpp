@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <bit>
+#include <chrono>
 #include <cstring>
 #include <system_error>
 #include <thread>
@@ -15,6 +16,10 @@
 #include "recordfile/crc32c.hpp"
 #include "recordfile/record_codec.hpp"
 #include "recordfile/record_reseal.hpp"
+
+#if defined(__x86_64__) || defined(__i386__) || defined(_M_X64) || defined(_M_IX86)
+#include <immintrin.h>
+#endif
 
 namespace tkstream63 {
 namespace {
@@ -54,6 +59,11 @@ constexpr size_t kDirectChunk = size_t{1} << 20;
 // Bodies from this size on are checksummed by a second thread that follows the copy chunk by
 // chunk, so that where a core is free the checksum adds next to no time to a load or a save.
 constexpr size_t kFollowedBody = size_t{4} << 20;
+// The checker waits this long for the next chunk by polling before it sleeps: a chunk from the
+// page cache arrives well within it, and a checker that never sleeps costs the copying thread no
+// wake-up call per chunk (a system call and an interrupt to the other core, dear on virtual
+// machines). Chunks that come slower, from a disk, let it sleep.
+constexpr auto kCheckerPollTime = std::chrono::microseconds(300);
 // Values that need converting (or are read only to be dropped) pass through a scratch buffer.
 constexpr size_t kScratchChunk = size_t{256} * 1024;
 
@@ -578,6 +588,30 @@ private:
     // while a second thread checksums them: each chunk goes to the checker before it is moved
     // (handBefore: the bytes are there already) or right after (they have just arrived). False,
     // with nothing moved, where no thread could be started: the caller then does both in turn.
+    // The value of ready once it differs from seen: polled for a while, then slept on.
+    static uint32_t awaitChange(const std::atomic<uint32_t>& ready, uint32_t seen) {
+        const auto pollUntil = std::chrono::steady_clock::now() + kCheckerPollTime;
+        for (;;) {
+            for (int k = 0; k < 64; ++k) {
+                const uint32_t now = ready.load(std::memory_order_acquire);
+                if (now != seen) return now;
+                pausePolling();
+            }
+            if (std::chrono::steady_clock::now() >= pollUntil) break;
+        }
+        ready.wait(seen, std::memory_order_acquire);
+        return ready.load(std::memory_order_acquire);
+    }
+
+    // Tells the core that the thread is polling, so it spends less on it.
+    static void pausePolling() {
+#if defined(__x86_64__) || defined(__i386__) || defined(_M_X64) || defined(_M_IX86)
+        _mm_pause();
+#elif defined(__aarch64__) || defined(__arm__)
+        __asm__ __volatile__("yield");
+#endif
+    }
+
     template <class Move>
     bool checkFollowing(const uint8_t* bytes, size_t n, bool handBefore, Move move) {
         static const bool twoCores = std::thread::hardware_concurrency() > 1;
@@ -592,12 +626,9 @@ private:
         try {
             checker = std::thread([&] {
                 for (uint32_t checked = 0; checked < chunks;) {
-                    const uint32_t upTo = ready.load(std::memory_order_acquire);
+                    uint32_t upTo = ready.load(std::memory_order_acquire);
+                    if (upTo == checked) upTo = awaitChange(ready, checked);
                     if (upTo == kStop) return;
-                    if (upTo == checked) {
-                        ready.wait(checked, std::memory_order_acquire);
-                        continue;
-                    }
                     checkBody(bytes + chunkStart(checked), chunkStart(upTo) - chunkStart(checked));
                     checked = upTo;
                 }

@@ -183,11 +183,12 @@ struct rvStreamSet::BinaryForm {
 
     // ---- import ----
 
-    // Where the import stands: the number given by the last "CNT" record, and whether the node
-    // table was sized without clearing and still waits for its values.
+    // Where the import stands: the number given by the last "CNT" record, and which tables were
+    // sized without clearing and still wait for their values.
     struct Cursor {
         int32_t current = 0;
         bool nodeTableUnfilled = false;
+        std::array<bool, 5> longTableUnfilled{};  // in the order of longTables
         int64_t countersAt = -1;  // where the "SETINTE" record starts
     };
 
@@ -237,20 +238,25 @@ struct rvStreamSet::BinaryForm {
             // Sized without clearing: the values come straight from "SLINEDATA".
             s.StreamLines_.redimForOverwrite(1, v(1), 1, v(2));
             cursor.nodeTableUnfilled = true;
-        } else if (!readLongTableRecord(s, io, file, header)) {
+        } else if (!readLongTableRecord(s, io, file, header, cursor)) {
             readPast(io, file, header);
         }
         return RecordStep::Next;
     }
 
     // The bounds and data records of the Long tables; false for any other record.
-    static bool readLongTableRecord(rvStreamSet& s, RecordIO& io, RecordFile& file, const RecordHeader& header) {
-        for (const auto& record : longTables(s)) {
+    static bool readLongTableRecord(rvStreamSet& s, RecordIO& io, RecordFile& file, const RecordHeader& header,
+                                    Cursor& cursor) {
+        const auto tables = longTables(s);
+        for (size_t k = 0; k < tables.size(); ++k) {
+            const auto& record = tables[k];
             Array<int32_t>& table = *record.table;
             if (header.keyword == record.boundsKeyword && enough(header, 2)) {
                 const Array<int32_t> v = readLongs(io, file, header);
                 chargeTable(file, std::string("the table of '") + record.dataKeyword + "'", 1, v(1), record.lower2, v(2));
-                table.redim(1, v(1), record.lower2, v(2));
+                // Sized without clearing, like the node table: the values follow in the data record.
+                table.redimForOverwrite(1, v(1), record.lower2, v(2));
+                cursor.longTableUnfilled[k] = true;
                 // The upper bound of the source and sink tables is kept beside them.
                 if (&table == &s.iProducerSources_) s.nProducerSourcesUpper_ = v(2);
                 if (&table == &s.iInjectorSinks_) s.nInjectorSinksUpper_ = v(2);
@@ -258,6 +264,7 @@ struct rvStreamSet::BinaryForm {
             }
             if (header.keyword == record.dataKeyword && enough(header, 1)) {
                 readLongsInPlace(io, file, header, table);
+                cursor.longTableUnfilled[k] = false;
                 return true;
             }
         }
@@ -464,8 +471,11 @@ void rvStreamSet::BINARYIMPORT(RecordFile& cFILETYPE, bool& qOK) {
             return BinaryForm::read(*this, io, cFILETYPE, header, cursor);
         });
     });
-    // A node table sized by its bounds record whose values never came holds nothing read.
+    // A table sized by its bounds record whose values never came holds nothing read.
     if (cursor.nodeTableUnfilled) StreamLines_.fill(0.0f);
+    const auto tables = BinaryForm::longTables(*this);
+    for (size_t k = 0; k < tables.size(); ++k)
+        if (cursor.longTableUnfilled[k]) tables[k].table->fill(0);
     identityWatchers_.notify();
 }
 

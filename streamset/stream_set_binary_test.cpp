@@ -177,7 +177,7 @@ TEST_F(StreamSetBinaryTest, ATableTooLargeForACutFileIsReportedAsTheCut) {
     EXPECT_FALSE(anyReportContains("memory"));
 }
 
-TEST_F(StreamSetBinaryTest, NodeTableValuesNeverComeFromAShortOrDamagedRecord) {
+TEST_F(StreamSetBinaryTest, TableValuesNeverComeFromAShortMissingOrDamagedRecord) {
     auto nodeColumn = [](rvStreamSet& set, int32_t rows) {
         Array<float> sData;
         int32_t nCols = 0, nnodes = 0;
@@ -215,6 +215,27 @@ TEST_F(StreamSetBinaryTest, NodeTableValuesNeverComeFromAShortOrDamagedRecord) {
     EXPECT_TRUE(anyReportContains("Record 'SLINEDATA' at byte"));
     EXPECT_TRUE(anyReportContains("checksum mismatch"));
     EXPECT_EQ(nodeColumn(copy, 20), std::vector<float>(20, 0.0f));
+
+    // A pointer table large enough to reuse the memory of a dropped table holds zeros wherever its
+    // record gave no values, never what that memory held before.
+    const int32_t pointerColumns = 600000;
+    const std::pair<const char*, std::vector<int32_t>> pointerCases[] = {{"no data record", {}}, {"two values", {5, 6}}};
+    for (const auto& [name, values] : pointerCases) {
+        SCOPED_TRACE(name);
+        Array<int32_t>(1, 2, 1, pointerColumns).fill(0x7F7F7F7F);  // dropped at once, its memory kept for reuse
+        RecordScript given(path("given.rec")), full(path("full.rec"));
+        opened(given).record("ISTREAMLINE", "INTE", {2, pointerColumns});
+        if (!values.empty()) given.longs("ISLINEDATA", values);
+        given.marker("<STREAMSET").commit();
+        std::vector<int32_t> written(2 * pointerColumns, 0);
+        std::copy(values.begin(), values.end(), written.begin());
+        opened(full).record("ISTREAMLINE", "INTE", {2, pointerColumns}).longs("ISLINEDATA", written).marker("<STREAMSET").commit();
+        rvStreamSet fromGiven, fromFull;
+        EXPECT_TRUE(importSet(fromGiven, path("given.rec")));
+        EXPECT_TRUE(importSet(fromFull, path("full.rec")));
+        std::string difference;
+        EXPECT_TRUE(fromGiven.sameContents(fromFull, difference)) << difference;
+    }
 }
 
 }  // namespace
