@@ -56,11 +56,12 @@ bool setFinalMode(FileHandle file, const std::string& target);
 // Bytes moved (0 from readSome at the end of the file), or -1.
 ssize_t writeSome(FileHandle file, const void* data, size_t n);
 ssize_t readSome(FileHandle file, void* data, size_t n);
-// Reads from a given offset without moving the read position, so several threads can read one
-// open file at once.
+// Reads from a given offset, so several threads can read one open file at once. The read
+// position may move (it does on Windows): seekTo puts it where the next read() should start.
 ssize_t readAt(FileHandle file, void* data, size_t n, int64_t offset);
-// Moves the read position n bytes forward.
+// Moves the read position n bytes forward, or to the given offset from the start.
 bool skipForward(FileHandle file, int64_t n);
+bool seekTo(FileHandle file, int64_t offset);
 
 // Writes the file's data through to the storage device.
 bool syncFile(FileHandle file);

@@ -140,6 +140,8 @@ ssize_t readAt(FileHandle file, void* data, size_t n, int64_t offset) {
 
 bool skipForward(FileHandle file, int64_t n) { return ::lseek(descriptor(file), n, SEEK_CUR) >= 0; }
 
+bool seekTo(FileHandle file, int64_t offset) { return ::lseek(descriptor(file), offset, SEEK_SET) >= 0; }
+
 bool syncFile(FileHandle file) { return ::fsync(descriptor(file)) == 0; }
 
 bool closeFile(FileHandle file) { return ::close(descriptor(file)) == 0; }

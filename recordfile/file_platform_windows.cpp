@@ -206,10 +206,32 @@ ssize_t readSome(FileHandle file, void* data, size_t n) {
     return static_cast<ssize_t>(got);
 }
 
+// On a handle opened for ordinary (not overlapped) use, ReadFile with an offset reads from that
+// offset and leaves the file pointer after the bytes read.
+ssize_t readAt(FileHandle file, void* data, size_t n, int64_t offset) {
+    OVERLAPPED at{};
+    at.Offset = static_cast<DWORD>(static_cast<uint64_t>(offset) & 0xFFFFFFFFu);
+    at.OffsetHigh = static_cast<DWORD>(static_cast<uint64_t>(offset) >> 32);
+    DWORD got = 0;
+    const DWORD chunk = n > kLargestTransfer ? kLargestTransfer : static_cast<DWORD>(n);
+    if (!ReadFile(handleOf(file), data, chunk, &got, &at)) {
+        if (GetLastError() == ERROR_HANDLE_EOF) return 0;
+        setErrnoFromLastError();
+        return -1;
+    }
+    return static_cast<ssize_t>(got);
+}
+
 bool skipForward(FileHandle file, int64_t n) {
     LARGE_INTEGER distance{};
     distance.QuadPart = n;
     return SetFilePointerEx(handleOf(file), distance, nullptr, FILE_CURRENT) || fail();
+}
+
+bool seekTo(FileHandle file, int64_t offset) {
+    LARGE_INTEGER distance{};
+    distance.QuadPart = offset;
+    return SetFilePointerEx(handleOf(file), distance, nullptr, FILE_BEGIN) || fail();
 }
 
 bool syncFile(FileHandle file) { return FlushFileBuffers(handleOf(file)) || fail(); }

@@ -171,6 +171,8 @@ ssize_t RecordFile::writeBytes(const void* data, size_t n) { return os::writeSom
 
 ssize_t RecordFile::readBytes(void* data, size_t n) { return os::readSome(file_, data, n); }
 
+ssize_t RecordFile::readBytesAt(void* data, size_t n, int64_t offset) { return os::readAt(file_, data, n, offset); }
+
 bool RecordFile::syncFolder(const std::string& path) { return os::syncFolderOf(path); }
 
 // ---- internal byte I/O ----
@@ -273,6 +275,34 @@ bool RecordFile::skipBytes(int64_t n) {
     bufferPos_ = bufferUsed_ = 0;
     if (!os::skipForward(file_, beyond)) return failSystem("positioning in");
     position_ += n;
+    return true;
+}
+
+int RecordFile::readAt(void* data, size_t n, int64_t offset) {
+    auto* out = static_cast<uint8_t*>(data);
+    while (n > 0) {
+        const ssize_t got = readBytesAt(out, n, offset);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return errno != 0 ? errno : EIO;
+        if (got == 0) return -1;
+        out += got;
+        offset += got;
+        n -= static_cast<size_t>(got);
+    }
+    return 0;
+}
+
+bool RecordFile::failReadAt(int result) {
+    if (result == -1)
+        return fail(kRecordPastEnd, "'" + path_ + "' ends before the data it should hold (it was cut while being read)");
+    errno = result;
+    return failSystem("reading");
+}
+
+bool RecordFile::passOver(int64_t n) {
+    bufferPos_ = bufferUsed_ = 0;
+    position_ += n;
+    if (!os::seekTo(file_, position_)) return failSystem("positioning in");
     return true;
 }
 

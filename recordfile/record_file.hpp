@@ -101,6 +101,8 @@ protected:
     // set. The system calls themselves live in recordfile/file_platform.hpp.
     virtual ssize_t writeBytes(const void* data, size_t n);
     virtual ssize_t readBytes(void* data, size_t n);
+    // The same from a given offset of the file; called from several threads at once.
+    virtual ssize_t readBytesAt(void* data, size_t n, int64_t offset);
     // The commit's last step, which makes the rename durable; false with errno set.
     virtual bool syncFolder(const std::string& path);
 
@@ -116,6 +118,13 @@ public:
     bool takeBytes(void* data, size_t n);
     // Passes over n bytes of input without reading them where the file allows.
     bool skipBytes(int64_t n);
+    // Exactly n bytes from the given offset, past the buffer and the read position; safe from
+    // several threads at once, and it records nothing: 0 when done, else the errno of the
+    // failure (-1: the file ends first), for failReadAt to report from one thread.
+    int readAt(void* data, size_t n, int64_t offset);
+    bool failReadAt(int result);
+    // Moves the read position on over n bytes that were read with readAt.
+    bool passOver(int64_t n);
     // Next input byte without consuming it, -1 at the end of the file or on a read failure.
     int peekByte() {
         if (bufferPos_ < bufferUsed_) return buffer_[bufferPos_];

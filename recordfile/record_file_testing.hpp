@@ -2,6 +2,8 @@
 // access, and a RecordFile whose Nth write or read fails the way a full or failing disk does.
 #pragma once
 
+#include <atomic>
+
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -68,7 +70,7 @@ public:
     int failReadCall = 0;
     int failErrno = ENOSPC;
     int writeCalls = 0;
-    int readCalls = 0;
+    std::atomic<int> readCalls{0};  // large bodies are read by two threads
 
 protected:
     ssize_t writeBytes(const void* data, size_t n) override {
@@ -84,6 +86,13 @@ protected:
             return -1;
         }
         return RecordFile::readBytes(data, n);
+    }
+    ssize_t readBytesAt(void* data, size_t n, int64_t offset) override {
+        if (++readCalls == failReadCall) {
+            errno = failErrno;
+            return -1;
+        }
+        return RecordFile::readBytesAt(data, n, offset);
     }
 };
 
