@@ -61,9 +61,11 @@ constexpr size_t kDirectChunk = size_t{1} << 20;
 // written in chunks that straddle those multiples.
 struct BodyChunks {
     size_t bytes;  // the body's length
-    size_t head;   // bytes up to the first multiple (0 when the body starts on one)
-    BodyChunks(int64_t fileOffset, size_t n)
-        : bytes(n), head(std::min(n, (kDirectChunk - static_cast<uint64_t>(fileOffset) % kDirectChunk) % kDirectChunk)) {}
+    size_t head = 0;  // bytes up to the first multiple (0 when the body starts on one)
+    BodyChunks(int64_t fileOffset, size_t n) : bytes(n) {
+        const auto past = static_cast<size_t>(static_cast<uint64_t>(fileOffset) % kDirectChunk);
+        head = std::min(n, (kDirectChunk - past) % kDirectChunk);
+    }
     uint32_t count() const {
         return static_cast<uint32_t>((head > 0 ? 1 : 0) + (bytes - head + kDirectChunk - 1) / kDirectChunk);
     }
@@ -75,8 +77,8 @@ struct BodyChunks {
     }
 };
 // Bodies from this size on take a second thread: on a save it checksums each chunk behind the
-// write, on a load it reads and checks every other chunk. Below it, starting the thread costs
-// more than it saves.
+// write, on a load it takes its share of the chunks to read and check. Below this size, starting
+// the thread costs more than it saves.
 constexpr size_t kThreadedBody = size_t{4} << 20;
 // On a save, the checker waits this long for the next chunk by polling before it sleeps: a chunk
 // written to the system's cache comes well within it, and a checker that does not sleep costs the
