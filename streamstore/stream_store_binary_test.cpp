@@ -5,6 +5,7 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -13,21 +14,24 @@
 #include "streamstore/persistence_test_support.hpp"
 
 // Live heap bytes and their peak, counted by this test binary's own operator new, to measure
-// the memory of a load.
+// the memory of a load. Atomic: other tests of this binary allocate from several threads.
 namespace {
-int64_t liveBytes = 0;
-int64_t peakBytes = 0;
+std::atomic<int64_t> liveBytes{0};
+std::atomic<int64_t> peakBytes{0};
 }  // namespace
 
 __attribute__((noinline)) void* operator new(size_t n) {
     void* p = std::malloc(n == 0 ? 1 : n);
     if (p == nullptr) throw std::bad_alloc();
-    liveBytes += static_cast<int64_t>(malloc_usable_size(p));
-    peakBytes = std::max(peakBytes, liveBytes);
+    const auto bytes = static_cast<int64_t>(malloc_usable_size(p));
+    const int64_t live = liveBytes.fetch_add(bytes, std::memory_order_relaxed) + bytes;
+    for (int64_t peak = peakBytes.load(std::memory_order_relaxed);
+         live > peak && !peakBytes.compare_exchange_weak(peak, live, std::memory_order_relaxed);) {
+    }
     return p;
 }
 __attribute__((noinline)) void operator delete(void* p) noexcept {
-    if (p != nullptr) liveBytes -= static_cast<int64_t>(malloc_usable_size(p));
+    if (p != nullptr) liveBytes.fetch_sub(static_cast<int64_t>(malloc_usable_size(p)), std::memory_order_relaxed);
     std::free(p);
 }
 __attribute__((noinline)) void operator delete(void* p, size_t) noexcept { operator delete(p); }
@@ -258,10 +262,10 @@ TEST_F(StoreBinaryTest, HostileFilesStayWithinTheMemoryBudget) {
         {
             rvStreamStore store;
             bool qOK = false;
-            const int64_t before = liveBytes;
-            peakBytes = liveBytes;
+            const int64_t before = liveBytes.load();
+            peakBytes.store(before);
             ASSERT_TRUE(loadStore(store, path(name), qOK));
-            peak = peakBytes - before;
+            peak = peakBytes.load() - before;
             EXPECT_LT(store.NumberOfStreamSets(), 16);
             EXPECT_TRUE(anyReportContains("bytes of memory, beyond what a file of this size may ask for"));
             EXPECT_TRUE(anyReportContains("(No.7)"));
