@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "cli/dataset_geometry.hpp"
-#include "cli/record_scan.hpp"
+#include "cli/cli_support.hpp"
 #include "examples/field_viewer_workflow.hpp"
 #include "recordfile/record_file_testing.hpp"
 #include "recordfile/record_test_data.hpp"
@@ -51,18 +51,6 @@ size_t occurrences(const std::string& text, const std::string& part) {
     size_t n = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
     return n;
-}
-
-// Offsets of the records of a file with the given keyword.
-std::vector<int64_t> offsetsOf(const std::string& path, const std::string& keyword) {
-    RecordFile file;
-    openForReading(file, path);
-    std::vector<int64_t> offsets;
-    scanRecords(file, [&](const ScannedRecord& record) {
-        if (record.keyword == keyword) offsets.push_back(record.offset);
-        return true;
-    });
-    return offsets;
 }
 
 // A scratch folder with the store in both forms, made once for all tests.
@@ -191,8 +179,13 @@ TEST(Tkstream, VerifyReportsDamageAndTruncationAndOtherCommandsRefuseSuchFiles) 
     const Files& files = Files::get();
     const std::string binary = readFile(files.binary());
     const std::string text = readFile(files.formatted());
-    const int64_t nodeTable = offsetsOf(files.binary(), "SLINEDATA").at(1);
-    const int64_t lastRecord = offsetsOf(files.binary(), "<STREAMSTORE").at(0);
+    const auto spans = tkstream63::testing::recordSpans(files.binary(), {binary.begin(), binary.end()});
+    const auto startOf = [&](const std::string& keyword, int nth) {  // of the nth record (from 0) so named
+        for (size_t k = 0; k < spans.keywords.size(); ++k)
+            if (spans.keywords[k] == keyword && nth-- == 0) return spans.starts[k];
+        return int64_t{-1};
+    };
+    const int64_t nodeTable = startOf("SLINEDATA", 1), lastRecord = startOf("<STREAMSTORE", 0);
     std::string flipped = binary;
     flipped[static_cast<size_t>(nodeTable + 200)] ^= 0x10;
     const struct {
@@ -331,24 +324,31 @@ TEST(Tkstream, DiffMatchesRecordsByKeywordAndRowAndNamesEachValue) {
     }
 }
 
-TEST(Tkstream, VerifyAndDumpFollowTheSectionsOfHandWrittenFiles) {
+TEST(Tkstream, VerifyInfoAndDumpFollowTheSectionsOfHandWrittenFiles) {
+    const std::string dataset = "'STREAMSET>' 0 CHAR\n'SETCHAR' 7 CHAR\n''\n''\n''\n''\n'a.sln'\n''\n'ORIGIN'\n"
+                                "'<STREAMSET' 0 CHAR\n";
     const struct {
-        std::string name;
-        std::string records;
+        std::string name, records, command;
         int code;
-        std::string expected;  // part of verify's report
+        std::string expected, absent;  // a part of the report, and one it must not have
     } cases[] = {
-        {"stray closing", "'<STREAMSET' 0 CHAR\n", 1, "record '<STREAMSET' at byte 31 closes a section that is not open"},
-        {"inner left open", "'STREAMSTORE>' 0 CHAR\n'WAF>' 0 CHAR\n'<STREAMSTORE' 0 CHAR\n", 1,
-         "section 'WAF' opened at byte 53 is never closed (its outer section closes at byte 67)"},
-        {"unknown item type", "'NEWS' 2 ABCD\n1 2\n'NUMSETS' 1 INTE\n0\n", 0, "OK\n"},
+        {"stray closing", "'<STREAMSET' 0 CHAR\n", "verify", 1,
+         "record '<STREAMSET' at byte 31 closes a section that is not open", "OK"},
+        {"inner left open", "'STREAMSTORE>' 0 CHAR\n'WAF>' 0 CHAR\n'<STREAMSTORE' 0 CHAR\n", "verify", 1,
+         "section 'WAF' opened at byte 53 is never closed (its outer section closes at byte 67)", "OK"},
+        {"unknown item type", "'NEWS' 2 ABCD\n1 2\n'NUMSETS' 1 INTE\n0\n", "verify", 0, "OK\n", "DAMAGED"},
+        {"bare", dataset + dataset, "info", 0, "datasets  2\n", "written by"},
+        {"short store", "'STREAMSTORE>' 0 CHAR\n'NUMSETS' 1 INTE\n2\n" + dataset + "'<STREAMSTORE' 0 CHAR\n", "info",
+         0, "datasets  1 (the store's NUMSETS record says 2)\n", "settings"},
+        {"dataset line", dataset, "info", 0, "1  ORIGIN  a.sln", "WAF  yes"},
     };
     for (const auto& c : cases) {
-        const std::string path = handWritten(c.name, c.records);
-        const Result verify = run({"verify", path});
-        EXPECT_EQ(verify.code, c.code) << c.name << ": " << verify.out;
-        EXPECT_NE(verify.out.find(c.expected), std::string::npos) << c.name << ": " << verify.out;
+        const Result result = run({c.command, handWritten(c.name, c.records)});
+        EXPECT_EQ(result.code, c.code) << c.name << ": " << result.out << result.err;
+        EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.name << ": " << result.out;
+        EXPECT_EQ(result.out.find(c.absent), std::string::npos) << c.name << ": " << result.out;
     }
+    EXPECT_NE(run({"info", Files::get().path("bare"), "--json"}).out.find("\"store\": null"), std::string::npos);
     // A record of a type the library cannot write stops a conversion.
     const Result convert = run({"convert", Files::get().path("unknown item type"), Files::get().path("x"), "--to",
                                 "binary"});
@@ -367,29 +367,6 @@ TEST(Tkstream, VerifyAndDumpFollowTheSectionsOfHandWrittenFiles) {
     const std::string json = run({"dump", values, "--dataset", "1", "--values", "--json"}).out;
     EXPECT_NE(json.find("\"values\": [\"it's\", \"\"]"), std::string::npos) << json;
     EXPECT_NE(json.find(", 16], \"abbreviated\": true}"), std::string::npos) << json;
-}
-
-TEST(Tkstream, InfoListsTheDatasetsOfStoresAndOfBareDatasetFiles) {
-    const std::string dataset = "'STREAMSET>' 0 CHAR\n'SETCHAR' 7 CHAR\n''\n''\n''\n''\n'a.sln'\n''\n'ORIGIN'\n"
-                                "'<STREAMSET' 0 CHAR\n";
-    const struct {
-        std::string name;
-        std::string records;
-        std::string expected;  // part of info's report
-        std::string absent;
-    } cases[] = {
-        {"bare", dataset + dataset, "datasets  2\n", "written by"},
-        {"short store", "'STREAMSTORE>' 0 CHAR\n'NUMSETS' 1 INTE\n2\n" + dataset + "'<STREAMSTORE' 0 CHAR\n",
-         "datasets  1 (the store's NUMSETS record says 2)\n", "settings"},
-        {"dataset line", dataset, "1  ORIGIN  a.sln", "WAF  yes"},
-    };
-    for (const auto& c : cases) {
-        const Result result = run({"info", handWritten(c.name, c.records)});
-        EXPECT_EQ(result.code, 0) << c.name << ": " << result.err;
-        EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.name << ": " << result.out;
-        EXPECT_EQ(result.out.find(c.absent), std::string::npos) << c.name << ": " << result.out;
-    }
-    EXPECT_NE(run({"info", Files::get().path("bare"), "--json"}).out.find("\"store\": null"), std::string::npos);
 }
 
 TEST(Tkstream, PlotColoursByAColumnOrByWell) {

@@ -148,13 +148,13 @@ TEST_F(FiveSpot, EfficiencyTypeSelectsTheColumn) {
     EXPECT_FALSE(qOK || n != 0 || waters(1) != -1);
 }
 
-TEST_F(FiveSpot, NameLookupUpperCasesOnlyTheQuery) {
-    const std::string forty(40, 'Q');
-    set.setWellNames(list<std::string>({"I1", "p1", "P1", forty, "P2"}), 5, qOK);
+TEST_F(FiveSpot, NameLookupUpperCasesOnlyTheQueryAndNamesAreCutTo40) {
+    const std::string fifty(50, 'Q'), forty = fifty.substr(0, 40);
+    set.setWellNames(list<std::string>({"I1", "p1", "P1", fifty, "P2", "I\xC3\x89"}), 6, qOK);
     const std::pair<std::string, int32_t> lookups[] = {
         {"p2", 5}, {"P2 ", -1}, {"P", -1},
         {"p1", 3},  // the stored "p1" is never found
-        {forty, 4}, {forty + "Q", -1}};
+        {forty, 4}, {fifty, -1}, {"i\xC3\xA9", 6}};  // É survives the single-byte form
     for (const auto& [query, number] : lookups) EXPECT_EQ(set.getWellNumber(query), number) << query;
 
     Array<int32_t> numbers;
@@ -165,6 +165,9 @@ TEST_F(FiveSpot, NameLookupUpperCasesOnlyTheQuery) {
     EXPECT_FALSE(qOK || values(zNames) != Names{"keep"});
     set.getListOfWellNames(list<int32_t>({5, 0}), 2, zNames, qOK);
     EXPECT_EQ(values(zNames), (Names{"P2", ""}));
+    // An empty name clears the stored one; a shorter list never shrinks the table.
+    set.setWellNames(list<std::string>({""}), 1, qOK);
+    EXPECT_EQ(std::make_pair(set.getWellNumber("I1"), set.NumberWells()), std::make_pair(-1, 6));
 }
 
 TEST_F(FiveSpot, WellLookupsResetTheirOutputsAndHonourTheWellList) {
