@@ -27,6 +27,14 @@ TEST(StreamSetAttributes, NewDatasetHasItsDefaults) {
                                     set.NumberProducers(), set.NumberInjectors(), set.MaxRows(),
                                     set.MaxZones(), set.NumberStreamlines(), set.iAttributesCount()}),
               (std::vector<int32_t>{2, -1, -1, -1, -1, 0, 0, 0, 1}));
+    // No connection tables: none to read, and setting the producers from them changes nothing.
+    Array<int32_t> sources;
+    int32_t nSources = 5;
+    bool qOK = true;
+    set.getProducerConnections(1, sources, nSources, qOK);
+    EXPECT_FALSE(qOK || nSources != 0);
+    set.setProducers(qOK);
+    EXPECT_TRUE(qOK && set.NumberProducers() == -1);
 }
 
 TEST(StreamSetAttributes, UpperCaseCopiesFollowPropertiesButNotAttributeCodes) {
