@@ -33,7 +33,7 @@ protected:
     bool qOK = false;
 };
 
-TEST_F(FiveSpot, InjectorSeesItsProducersAndEachProducerSeesTheInjector) {
+TEST_F(FiveSpot, RatesSeenFromBothEndsAndRefusedWellsWriteNothing) {
     getData(1);
     ASSERT_TRUE(qOK);
     EXPECT_EQ(values(sRate), (std::vector<float>{100, 200, 300, 400}));
@@ -55,9 +55,8 @@ TEST_F(FiveSpot, InjectorSeesItsProducersAndEachProducerSeesTheInjector) {
     set.getWellNameWAFData("i1", sRate, nRates, totalRate, otherRate, iWells, zWells, qOK);
     ASSERT_TRUE(qOK);
     EXPECT_EQ(std::make_pair(totalRate, otherRate), std::make_pair(5.0f, 1005.0f));
-}
 
-TEST_F(FiveSpot, RefusedWellsWriteNothing) {
+    // Refused wells write nothing.
     auto expectUntouched = [&](int32_t iWell) {
         sRate = list<float>({-1});
         nRates = -7;
