@@ -2,7 +2,7 @@
 // items, every header and every 64 KiB block of a body guarded by a CRC-32C, records numbered in
 // file order, and a trailer that counts them and carries a checksum of all their checksums. Large
 // bodies move straight between the caller's array and the file in chunks that are checksummed
-// while they are in the cache (the largest by a second thread that follows the copy). Files of
+// while they are in the cache (the largest with a second thread sharing the work). Files of
 // version 1 (no numbers, one CRC per body, no trailer) are still read.
 #include <algorithm>
 #include <atomic>
@@ -61,9 +61,11 @@ constexpr size_t kDirectChunk = size_t{1} << 20;
 // written in chunks that straddle those multiples.
 struct BodyChunks {
     size_t bytes;  // the body's length
-    size_t head;   // bytes up to the first multiple (0 when the body starts on one)
-    BodyChunks(int64_t fileOffset, size_t n)
-        : bytes(n), head(std::min(n, (kDirectChunk - static_cast<uint64_t>(fileOffset) % kDirectChunk) % kDirectChunk)) {}
+    size_t head = 0;  // bytes up to the first multiple (0 when the body starts on one)
+    BodyChunks(int64_t fileOffset, size_t n) : bytes(n) {
+        const auto past = static_cast<size_t>(static_cast<uint64_t>(fileOffset) % kDirectChunk);
+        head = std::min(n, (kDirectChunk - past) % kDirectChunk);
+    }
     uint32_t count() const {
         return static_cast<uint32_t>((head > 0 ? 1 : 0) + (bytes - head + kDirectChunk - 1) / kDirectChunk);
     }
@@ -74,13 +76,14 @@ struct BodyChunks {
         return std::min(bytes, skipped);
     }
 };
-// Bodies from this size on are checksummed by a second thread that follows the copy chunk by
-// chunk, so that where a core is free the checksum adds next to no time to a load or a save.
-constexpr size_t kFollowedBody = size_t{4} << 20;
-// The checker waits this long for the next chunk by polling before it sleeps: a chunk from the
-// page cache arrives well within it, and a checker that never sleeps costs the copying thread no
-// wake-up call per chunk (a system call and an interrupt to the other core, dear on virtual
-// machines). Chunks that come slower, from a disk, let it sleep.
+// Bodies from this size on take a second thread: on a save it checksums each chunk behind the
+// write, on a load it takes its share of the chunks to read and check. Below this size, starting
+// the thread costs more than it saves.
+constexpr size_t kThreadedBody = size_t{4} << 20;
+// On a save, the checker waits this long for the next chunk by polling before it sleeps: a chunk
+// written to the system's cache comes well within it, and a checker that does not sleep costs the
+// writing thread no wake-up call per chunk (a system call and an interrupt to the other core, dear
+// on virtual machines). Chunks that go slower, to a disk, let it sleep.
 constexpr auto kCheckerPollTime = std::chrono::microseconds(300);
 // Values that need converting (or are read only to be dropped) pass through a scratch buffer.
 constexpr size_t kScratchChunk = size_t{256} * 1024;
@@ -588,11 +591,11 @@ private:
 
     // Body bytes to the file, checksummed chunk by chunk.
     bool streamOut(const uint8_t* bytes, size_t n) {
-        // A large body: the checker reads each piece while the system copies it.
-        bool written = true;
-        const auto writePiece = [&](size_t at, size_t piece) { return written = file_.putBytes(bytes + at, piece); };
         const BodyChunks chunks(file_.position(), n);
-        if (n >= kFollowedBody && checkFollowing(bytes, chunks, true, writePiece)) return written;
+        if (n >= kThreadedBody) {
+            const ThreadedWrite written = writeWithChecker(bytes, chunks);
+            if (written != ThreadedWrite::NotTried) return written == ThreadedWrite::Done;
+        }
         for (uint32_t k = 0; k < chunks.count(); ++k) {
             const size_t at = chunks.start(k), piece = chunks.start(k + 1) - at;
             // The system's copy brings the piece into the cache; the checksum then reads it there.
@@ -602,10 +605,53 @@ private:
         return true;
     }
 
-    // Moves n body bytes chunk by chunk with move(at, piece), which returns false on failure,
-    // while a second thread checksums them: each chunk goes to the checker before it is moved
-    // (handBefore: the bytes are there already) or right after (they have just arrived). False,
-    // with nothing moved, where no thread could be started: the caller then does both in turn.
+    enum class ThreadedWrite { Done, Failed, NotTried };
+
+    // Writes a large body chunk by chunk while a second thread checksums each chunk as it is
+    // handed over, so where a core is free the checksum adds next to no time to a save. NotTried,
+    // with nothing written, where no thread could be started.
+    ThreadedWrite writeWithChecker(const uint8_t* bytes, const BodyChunks& body) {
+        static const bool twoCores = std::thread::hardware_concurrency() > 1;
+        if (!twoCores) return ThreadedWrite::NotTried;
+        // Room for the block checks the checker adds, so that it never allocates.
+        blockCrcs_.reserve(blockCrcs_.size() + body.bytes / kBlockBytes + 2);
+        constexpr uint32_t kStop = UINT32_MAX;
+        std::atomic<uint32_t> ready{0};  // chunks the checker may read
+        const uint32_t chunks = body.count();
+        std::thread checker;
+        try {
+            checker = std::thread([&] {
+                for (uint32_t checked = 0; checked < chunks;) {
+                    uint32_t upTo = ready.load(std::memory_order_acquire);
+                    if (upTo == checked) upTo = awaitChange(ready, checked);
+                    if (upTo == kStop) return;
+                    checkBody(bytes + body.start(checked), body.start(upTo) - body.start(checked));
+                    checked = upTo;
+                }
+            });
+        } catch (const std::system_error&) {
+            return ThreadedWrite::NotTried;
+        }
+        const auto handOver = [&](uint32_t upTo) {
+            ready.store(upTo, std::memory_order_release);
+            ready.notify_one();
+        };
+        bool written = true;
+        try {
+            for (uint32_t chunk = 0; written && chunk < chunks; ++chunk) {
+                handOver(chunk + 1);
+                written = file_.putBytes(bytes + body.start(chunk), body.start(chunk + 1) - body.start(chunk));
+            }
+        } catch (...) {  // out of memory for a failure's message: the checker must still end
+            handOver(kStop);
+            checker.join();
+            throw;
+        }
+        if (!written) handOver(kStop);
+        checker.join();
+        return written ? ThreadedWrite::Done : ThreadedWrite::Failed;
+    }
+
     // The value of ready once it differs from seen: polled for a while, then slept on.
     static uint32_t awaitChange(const std::atomic<uint32_t>& ready, uint32_t seen) {
         const auto pollUntil = std::chrono::steady_clock::now() + kCheckerPollTime;
@@ -628,52 +674,6 @@ private:
 #elif defined(__aarch64__) || defined(__arm__)
         __asm__ __volatile__("yield");
 #endif
-    }
-
-    template <class Move>
-    bool checkFollowing(const uint8_t* bytes, const BodyChunks& body, bool handBefore, Move move) {
-        static const bool twoCores = std::thread::hardware_concurrency() > 1;
-        if (!twoCores) return false;
-        // Room for the block checks the checker adds, so that it never allocates.
-        blockCrcs_.reserve(blockCrcs_.size() + body.bytes / kBlockBytes + 2);
-        constexpr uint32_t kStop = UINT32_MAX;
-        std::atomic<uint32_t> ready{0};  // chunks the checker may read
-        const uint32_t chunks = body.count();
-        const auto chunkStart = [&](uint32_t chunk) { return body.start(chunk); };
-        std::thread checker;
-        try {
-            checker = std::thread([&] {
-                for (uint32_t checked = 0; checked < chunks;) {
-                    uint32_t upTo = ready.load(std::memory_order_acquire);
-                    if (upTo == checked) upTo = awaitChange(ready, checked);
-                    if (upTo == kStop) return;
-                    checkBody(bytes + chunkStart(checked), chunkStart(upTo) - chunkStart(checked));
-                    checked = upTo;
-                }
-            });
-        } catch (const std::system_error&) {
-            return false;
-        }
-        const auto handOver = [&](uint32_t upTo) {
-            ready.store(upTo, std::memory_order_release);
-            ready.notify_one();
-        };
-        try {
-            for (uint32_t chunk = 0; chunk < chunks; ++chunk) {
-                if (handBefore) handOver(chunk + 1);
-                if (!move(chunkStart(chunk), chunkStart(chunk + 1) - chunkStart(chunk))) {
-                    handOver(kStop);
-                    break;
-                }
-                if (!handBefore) handOver(chunk + 1);
-            }
-        } catch (...) {
-            handOver(kStop);
-            checker.join();
-            throw;
-        }
-        checker.join();
-        return true;
     }
 
     enum class SharedRead { Done, Failed, NotTried };
@@ -732,24 +732,15 @@ private:
     // by chunk.
     bool streamIn(uint8_t* destination, size_t n) {
         if (n > bodyLeft_) return markDamaged("its items run past the end of its body");
-        // A large body: the checker reads each piece right after it arrives.
-        bool read = true;
-        const auto readPiece = [&](size_t at, size_t piece) { return read = file_.takeBytes(destination + at, piece); };
         if (destination != nullptr) {
-            const BodyChunks chunks(file_.position(), n);
-            const SharedRead shared = n >= kFollowedBody ? readShared(destination, n) : SharedRead::NotTried;
+            const SharedRead shared = n >= kThreadedBody ? readShared(destination, n) : SharedRead::NotTried;
             if (shared == SharedRead::Failed) return bodyUnreadable();
-            if (shared == SharedRead::Done) {
-                bodyLeft_ -= n;
-                return true;
+            const BodyChunks chunks(file_.position(), n);
+            for (uint32_t k = 0; shared == SharedRead::NotTried && k < chunks.count(); ++k) {
+                const size_t at = chunks.start(k), piece = chunks.start(k + 1) - at;
+                if (!file_.takeBytes(destination + at, piece)) return bodyUnreadable();
+                checkBody(destination + at, piece);
             }
-            if (n < kFollowedBody || !checkFollowing(destination, chunks, false, readPiece)) {
-                for (uint32_t k = 0; read && k < chunks.count(); ++k) {
-                    const size_t at = chunks.start(k), piece = chunks.start(k + 1) - at;
-                    if (readPiece(at, piece)) checkBody(destination + at, piece);
-                }
-            }
-            if (!read) return bodyUnreadable();
         } else {
             for (size_t done = 0; done < n;) {
                 const size_t piece = std::min(kScratchChunk, n - done);
