@@ -164,23 +164,21 @@ TEST_F(StoreBinaryTest, ImportTakesKeysAsWrittenAndAppliesFlagRules) {
     rvStreamStore untouched;
     ASSERT_TRUE(loadStore(untouched, path("fewflags.rec"), qOK));
     EXPECT_FALSE(untouched.AutomaticOverWrite() || untouched.AutomaticRename());
-}
 
-TEST_F(StoreBinaryTest, RestoredFlagsDecideClashesWithStoredDatasets) {
+    // Restored flags decide clashes with stored datasets: all automatic flags False in the file
+    // and names checked, the dialog is asked per clash.
     rvStreamStore original;
     fillStore(original, 2);
     original.AutomaticRename(false);
     ASSERT_TRUE(saveStore(original, path("ask.rec")));
-    // All automatic flags False in the file and names checked: the dialog is asked per clash.
-    rvStreamStore store;
-    bool qOK = false;
-    loadStore(store, path("ask.rec"), qOK);
+    rvStreamStore asked;
+    loadStore(asked, path("ask.rec"), qOK);
     dialog->addAnswer(5);  // rename this one
     dialog->addAnswer(6);  // cancel this one
-    loadStore(store, path("ask.rec"), qOK);
+    loadStore(asked, path("ask.rec"), qOK);
     EXPECT_TRUE(qOK);
     EXPECT_EQ(dialog->questions().size(), 2u);
-    EXPECT_EQ(store.NumberOfStreamSets(), 3);
+    EXPECT_EQ(asked.NumberOfStreamSets(), 3);
 }
 
 TEST_F(StoreBinaryTest, FileCutAtEveryOffsetKeepsTheDatasetsBeforeTheCutAndSaysWhere) {
