@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "cli/dataset_geometry.hpp"
-#include "cli/record_scan.hpp"
+#include "cli/cli_support.hpp"
 #include "examples/field_viewer_workflow.hpp"
 #include "recordfile/record_file_testing.hpp"
 #include "recordfile/record_test_data.hpp"
@@ -51,18 +51,6 @@ size_t occurrences(const std::string& text, const std::string& part) {
     size_t n = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
     return n;
-}
-
-// Offsets of the records of a file with the given keyword.
-std::vector<int64_t> offsetsOf(const std::string& path, const std::string& keyword) {
-    RecordFile file;
-    openForReading(file, path);
-    std::vector<int64_t> offsets;
-    scanRecords(file, [&](const ScannedRecord& record) {
-        if (record.keyword == keyword) offsets.push_back(record.offset);
-        return true;
-    });
-    return offsets;
 }
 
 // A scratch folder with the store in both forms, made once for all tests.
@@ -112,30 +100,47 @@ TEST(Tkstream, EveryCommandWorksOnBothForms) {
     const Files& files = Files::get();
     for (const std::string& store : {files.binary(), files.formatted()}) {
         const std::string other = store == files.binary() ? files.formatted() : files.binary();
-        const std::string svg = files.path("plan.svg");
+        const std::string svg = files.path("plan.svg"), coloured = files.path("coloured.svg");
+        const std::string streamlines = std::to_string(files.streamlines);
         const struct {
             std::vector<std::string> args;
-            std::string expected;  // part of the output
+            std::string expected;     // part of the output
+            std::string picture = {};  // part of the picture drawn
         } cases[] = {
             {{"info", store}, "3  FIVESPOT"},
-            {{"info", store, "--json"}, "\"streamlines\": " + std::to_string(files.streamlines)},
+            {{"info", store, "--json"}, "\"streamlines\": " + streamlines},
             {{"info", store, "--json"}, store == files.binary() ? "\"index\": true" : "\"index\": false"},
             {{"dump", store}, "<WAF"},
             {{"dump", store, "--dataset", "2", "--values", "--json"}, "\"keyword\": \"WAFDATA\""},
             {{"verify", store}, "OK\n"},
             {{"diff", store, other}, "equal: "},
-            {{"convert", store, files.path("converted"), "--to", "formatted"}, ""},
+            {{"convert", store, files.path("converted"), "--to", store == files.binary() ? "formatted" : "binary"}, ""},
+            {{"diff", store, files.path("converted")}, "equal: "},
+            {{"convert", files.path("converted"), files.path("back"), "--to",
+              store == files.binary() ? "binary" : "formatted"},
+             ""},
             {{"export-vtk", store, files.path("lines.vtp"), "--dataset", "3", "--streamlines", "2,4-5"},
              "3 streamlines, 5 wells"},
-            {{"plot", store, files.path("by-producer.svg"), "--dataset", "2", "--color-by", "producer"}, ""},
-            {{"plot", store, svg, "--dataset", "1"}, ""},
+            {{"plot", store, svg, "--dataset", "1"}, "", ">mean TOF [days]</text>"},
+            {{"plot", store, coloured, "--dataset", "2", "--color-by", "Producer"}, "",
+             ">streamlines by producer</text>"},
+            {{"plot", store, coloured, "--dataset", "3", "--color-by", "7"}, "", ">mean VELOCITY [m/day]</text>"},
+            {{"plot", store, coloured, "--dataset", "3", "--color-by", "velocity"}, "",
+             ">mean VELOCITY [m/day]</text>"},
+            {{"plot", store, coloured, "--dataset", "3", "--color-by", "injector"}, "",
+             ">I1 (" + streamlines + ")</text>"},
         };
         for (const auto& c : cases) {
             const Result result = run(c.args);
             EXPECT_EQ(result.code, 0) << c.args[0] << " " << store << ": " << result.err;
             EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.args[0] << ": " << result.out;
             EXPECT_EQ(result.err, "") << c.args[0];
+            if (!c.picture.empty()) {
+                EXPECT_NE(readFile(c.args[2]).find(c.picture), std::string::npos) << c.args.back();
+            }
         }
+        // Bodies below 256 KiB carry no page padding, so the binary form is a function of the records.
+        EXPECT_TRUE(readFile(files.path("back")) == readFile(store)) << "converted there and back";
         EXPECT_EQ(occurrences(readFile(svg), "<path class=\"streamline\""), static_cast<size_t>(files.streamlines));
         EXPECT_EQ(occurrences(run({"dump", store, "--dataset", "3"}).out, "WAFDATA"), 1u);
     }
@@ -191,8 +196,13 @@ TEST(Tkstream, VerifyReportsDamageAndTruncationAndOtherCommandsRefuseSuchFiles) 
     const Files& files = Files::get();
     const std::string binary = readFile(files.binary());
     const std::string text = readFile(files.formatted());
-    const int64_t nodeTable = offsetsOf(files.binary(), "SLINEDATA").at(1);
-    const int64_t lastRecord = offsetsOf(files.binary(), "<STREAMSTORE").at(0);
+    const auto spans = tkstream63::testing::recordSpans(files.binary(), {binary.begin(), binary.end()});
+    const auto startOf = [&](const std::string& keyword, int nth) {  // of the nth record (from 0) so named
+        for (size_t k = 0; k < spans.keywords.size(); ++k)
+            if (spans.keywords[k] == keyword && nth-- == 0) return spans.starts[k];
+        return int64_t{-1};
+    };
+    const int64_t nodeTable = startOf("SLINEDATA", 1), lastRecord = startOf("<STREAMSTORE", 0);
     std::string flipped = binary;
     flipped[static_cast<size_t>(nodeTable + 200)] ^= 0x10;
     const struct {
@@ -224,27 +234,7 @@ TEST(Tkstream, VerifyReportsDamageAndTruncationAndOtherCommandsRefuseSuchFiles) 
     }
 }
 
-TEST(Tkstream, ConvertRoundTripsAreByteIdentical) {
-    // Bodies below 256 KiB carry no page padding, so the binary form is a function of the records.
-    const Files& files = Files::get();
-    const struct {
-        std::string start;
-        std::string via;
-        std::string back;
-    } trips[] = {
-        {files.binary(), "formatted", "binary"},
-        {files.formatted(), "binary", "formatted"},
-    };
-    for (const auto& trip : trips) {
-        const std::string middle = files.path("middle"), end = files.path("end");
-        ASSERT_EQ(run({"convert", trip.start, middle, "--to", trip.via}).code, 0);
-        ASSERT_EQ(run({"convert", middle, end, "--to", trip.back}).code, 0);
-        EXPECT_TRUE(readFile(end) == readFile(trip.start)) << trip.start;
-        EXPECT_EQ(run({"diff", trip.start, middle}).code, 0);
-    }
-}
-
-TEST(Tkstream, DiffFindsOneChangedNodeValueAndRespectsTolerances) {
+TEST(Tkstream, DiffFindsOneChangedNodeValueAndNamesItsStreamlineAndNode) {
     const Files& files = Files::get();
     // Dataset 2's first X value, changed by 0.1 % in a copy of the formatted file.
     std::string text = readFile(files.formatted());
@@ -258,35 +248,14 @@ TEST(Tkstream, DiffFindsOneChangedNodeValueAndRespectsTolerances) {
     text = tkstream63::testing::withTrailer(text.substr(0, trailer), std::stoi(text.substr(trailer + 12)));
     const std::string edited = files.path("edited.txt");
     writeFile(edited, text);
-    const double gap = changed - original;
-
-    const struct {
-        std::vector<std::string> options;
-        int code;
-    } cases[] = {
-        {{}, 1},
-        {{"--abs-tol", std::to_string(gap * 2)}, 0},
-        {{"--abs-tol", std::to_string(gap / 2)}, 1},
-        {{"--rel-tol", "0.01"}, 0},
-        {{"--rel-tol", "0.0001"}, 1},
-        {{"--dataset", "1"}, 0},
-        {{"--dataset", "2"}, 1},
-    };
-    for (const auto& c : cases) {
-        std::vector<std::string> args = {"diff", files.binary(), edited};
-        args.insert(args.end(), c.options.begin(), c.options.end());
-        const Result result = run(args);
-        const std::string what = c.options.empty() ? "no options" : c.options[0] + " " + c.options[1];
-        EXPECT_EQ(result.code, c.code) << what << ": " << result.out << result.err;
-        if (c.code == 1) {
-            EXPECT_NE(result.out.find("dataset 2: node table: SLINEDATA row 1 (streamline 1 node 1) column 1 (X): " +
-                                      numberText(original) + " | " + numberText(changed) + "\n"),
-                      std::string::npos)
-                << result.out;
-            EXPECT_NE(result.out.find("1 difference: dataset 2 node table 1 "), std::string::npos) << result.out;
-            EXPECT_EQ(occurrences(result.out, "\n"), 2u) << result.out;
-        }
-    }
+    const Result result = run({"diff", files.binary(), edited});
+    EXPECT_EQ(result.code, 1) << result.out << result.err;
+    EXPECT_NE(result.out.find("dataset 2: node table: SLINEDATA row 1 (streamline 1 node 1) column 1 (X): " +
+                              numberText(original) + " | " + numberText(changed) + "\n"),
+              std::string::npos)
+        << result.out;
+    EXPECT_NE(result.out.find("1 difference: dataset 2 node table 1 "), std::string::npos) << result.out;
+    EXPECT_EQ(occurrences(result.out, "\n"), 2u) << result.out;
 }
 
 // A formatted record file written by hand: the records as their text lines.
@@ -306,49 +275,64 @@ TEST(Tkstream, DiffMatchesRecordsByKeywordAndRowAndNamesEachValue) {
     const std::string headers = "'CNT' 1 INTE\n2\n'ZHEADERS' 2 CHAR\n'Y'\n'm'\n";
     const std::string well = "'WPOS' 3 REAL\n10 20 30\n";
     const std::string a = handWritten("a.txt", store(attributes + headers, well));
+    const std::string moved = store(attributes + headers, "'WPOS' 3 REAL\n10 20.5 30\n");
+    const std::string twoSets = store(attributes + headers, well, "'STREAMSET>' 0 CHAR\n'<STREAMSET' 0 CHAR\n");
     const struct {
         std::string name;
         std::string b;
         int code;
         std::string expected;  // part of the report
+        std::vector<std::string> options = {};
     } cases[] = {
         {"reordered, -0 for 0, same NaN", store(headers + "'SETREAL' 3 REAL\n1.5 -0 NaN(0x7FC00000)\n", well), 0,
          "equal: 3 records compared"},
-        {"one value", store(attributes + headers, "'WPOS' 3 REAL\n10 20.5 30\n"), 1,
-         "dataset 1 wells: wells: WPOS of row 1 item 2 (Y): 20 | 20.5\n"},
+        {"one value", moved, 1, "dataset 1 wells: wells: WPOS of row 1 item 2 (Y): 20 | 20.5\n"},
+        {"within --abs-tol", moved, 0, "equal: 3 records compared", {"--abs-tol", "0.75"}},
+        {"beyond --abs-tol", moved, 1, "20 | 20.5\n", {"--abs-tol", "0.25"}},
+        {"within --rel-tol", moved, 0, "equal: 3 records compared", {"--rel-tol", "0.05"}},
+        {"beyond --rel-tol", moved, 1, "20 | 20.5\n", {"--rel-tol", "0.01"}},
         {"a header", store(attributes + "'CNT' 1 INTE\n2\n'ZHEADERS' 2 CHAR\n'Y'\n'ft'\n", well), 1,
          "dataset 1: node table: ZHEADERS of row 2 item 2 (unit): 'm' | 'ft'\n"},
         {"a count", store("'SETREAL' 2 REAL\n1.5 0\n" + headers, well), 1,
          "dataset 1: attributes: SETREAL: 3 REAL values | 2 REAL values\n"},
         {"a record", store(attributes + headers, ""), 1, "dataset 1 wells: wells: WPOS of row 1: record only in A\n"},
-        {"a dataset", store(attributes + headers, well, "'STREAMSET>' 0 CHAR\n'<STREAMSET' 0 CHAR\n"), 1,
-         "dataset 2: dataset: the whole section: only in B\n"},
+        {"a dataset", twoSets, 1, "dataset 2: dataset: the whole section: only in B\n"},
+        {"another dataset", twoSets, 0, "equal: ", {"--dataset", "1"}},
     };
     for (const auto& c : cases) {
-        const Result result = run({"diff", a, handWritten("b.txt", c.b)});
+        std::vector<std::string> args = {"diff", a, handWritten("b.txt", c.b)};
+        args.insert(args.end(), c.options.begin(), c.options.end());
+        const Result result = run(args);
         EXPECT_EQ(result.code, c.code) << c.name << ": " << result.out << result.err;
         EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.name << ": " << result.out;
     }
 }
 
-TEST(Tkstream, VerifyAndDumpFollowTheSectionsOfHandWrittenFiles) {
+TEST(Tkstream, VerifyInfoAndDumpFollowTheSectionsOfHandWrittenFiles) {
+    const std::string dataset = "'STREAMSET>' 0 CHAR\n'SETCHAR' 7 CHAR\n''\n''\n''\n''\n'a.sln'\n''\n'ORIGIN'\n"
+                                "'<STREAMSET' 0 CHAR\n";
     const struct {
-        std::string name;
-        std::string records;
+        std::string name, records, command;
         int code;
-        std::string expected;  // part of verify's report
+        std::string expected, absent;  // a part of the report, and one it must not have
     } cases[] = {
-        {"stray closing", "'<STREAMSET' 0 CHAR\n", 1, "record '<STREAMSET' at byte 31 closes a section that is not open"},
-        {"inner left open", "'STREAMSTORE>' 0 CHAR\n'WAF>' 0 CHAR\n'<STREAMSTORE' 0 CHAR\n", 1,
-         "section 'WAF' opened at byte 53 is never closed (its outer section closes at byte 67)"},
-        {"unknown item type", "'NEWS' 2 ABCD\n1 2\n'NUMSETS' 1 INTE\n0\n", 0, "OK\n"},
+        {"stray closing", "'<STREAMSET' 0 CHAR\n", "verify", 1,
+         "record '<STREAMSET' at byte 31 closes a section that is not open", "OK"},
+        {"inner left open", "'STREAMSTORE>' 0 CHAR\n'WAF>' 0 CHAR\n'<STREAMSTORE' 0 CHAR\n", "verify", 1,
+         "section 'WAF' opened at byte 53 is never closed (its outer section closes at byte 67)", "OK"},
+        {"unknown item type", "'NEWS' 2 ABCD\n1 2\n'NUMSETS' 1 INTE\n0\n", "verify", 0, "OK\n", "DAMAGED"},
+        {"bare", dataset + dataset, "info", 0, "datasets  2\n", "written by"},
+        {"short store", "'STREAMSTORE>' 0 CHAR\n'NUMSETS' 1 INTE\n2\n" + dataset + "'<STREAMSTORE' 0 CHAR\n", "info",
+         0, "datasets  1 (the store's NUMSETS record says 2)\n", "settings"},
+        {"dataset line", dataset, "info", 0, "1  ORIGIN  a.sln", "WAF  yes"},
     };
     for (const auto& c : cases) {
-        const std::string path = handWritten(c.name, c.records);
-        const Result verify = run({"verify", path});
-        EXPECT_EQ(verify.code, c.code) << c.name << ": " << verify.out;
-        EXPECT_NE(verify.out.find(c.expected), std::string::npos) << c.name << ": " << verify.out;
+        const Result result = run({c.command, handWritten(c.name, c.records)});
+        EXPECT_EQ(result.code, c.code) << c.name << ": " << result.out << result.err;
+        EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.name << ": " << result.out;
+        EXPECT_EQ(result.out.find(c.absent), std::string::npos) << c.name << ": " << result.out;
     }
+    EXPECT_NE(run({"info", Files::get().path("bare"), "--json"}).out.find("\"store\": null"), std::string::npos);
     // A record of a type the library cannot write stops a conversion.
     const Result convert = run({"convert", Files::get().path("unknown item type"), Files::get().path("x"), "--to",
                                 "binary"});
@@ -367,50 +351,6 @@ TEST(Tkstream, VerifyAndDumpFollowTheSectionsOfHandWrittenFiles) {
     const std::string json = run({"dump", values, "--dataset", "1", "--values", "--json"}).out;
     EXPECT_NE(json.find("\"values\": [\"it's\", \"\"]"), std::string::npos) << json;
     EXPECT_NE(json.find(", 16], \"abbreviated\": true}"), std::string::npos) << json;
-}
-
-TEST(Tkstream, InfoListsTheDatasetsOfStoresAndOfBareDatasetFiles) {
-    const std::string dataset = "'STREAMSET>' 0 CHAR\n'SETCHAR' 7 CHAR\n''\n''\n''\n''\n'a.sln'\n''\n'ORIGIN'\n"
-                                "'<STREAMSET' 0 CHAR\n";
-    const struct {
-        std::string name;
-        std::string records;
-        std::string expected;  // part of info's report
-        std::string absent;
-    } cases[] = {
-        {"bare", dataset + dataset, "datasets  2\n", "written by"},
-        {"short store", "'STREAMSTORE>' 0 CHAR\n'NUMSETS' 1 INTE\n2\n" + dataset + "'<STREAMSTORE' 0 CHAR\n",
-         "datasets  1 (the store's NUMSETS record says 2)\n", "settings"},
-        {"dataset line", dataset, "1  ORIGIN  a.sln", "WAF  yes"},
-    };
-    for (const auto& c : cases) {
-        const Result result = run({"info", handWritten(c.name, c.records)});
-        EXPECT_EQ(result.code, 0) << c.name << ": " << result.err;
-        EXPECT_NE(result.out.find(c.expected), std::string::npos) << c.name << ": " << result.out;
-        EXPECT_EQ(result.out.find(c.absent), std::string::npos) << c.name << ": " << result.out;
-    }
-    EXPECT_NE(run({"info", Files::get().path("bare"), "--json"}).out.find("\"store\": null"), std::string::npos);
-}
-
-TEST(Tkstream, PlotColoursByAColumnOrByWell) {
-    const Files& files = Files::get();
-    const std::string svg = files.path("coloured.svg");
-    const struct {
-        std::string colorBy;
-        std::string expected;  // part of the picture
-    } cases[] = {
-        {"", ">mean TOF [days]</text>"},
-        {"7", ">mean VELOCITY [m/day]</text>"},
-        {"velocity", ">mean VELOCITY [m/day]</text>"},
-        {"injector", ">I1 (" + std::to_string(files.streamlines) + ")</text>"},
-        {"Producer", ">streamlines by producer</text>"},
-    };
-    for (const auto& c : cases) {
-        std::vector<std::string> args = {"plot", files.binary(), svg, "--dataset", "3"};
-        if (!c.colorBy.empty()) args.insert(args.end(), {"--color-by", c.colorBy});
-        ASSERT_EQ(run(args).code, 0) << c.colorBy;
-        EXPECT_NE(readFile(svg).find(c.expected), std::string::npos) << c.colorBy;
-    }
 }
 
 TEST(Tkstream, StreamlineListsAreNumbersAndRangesWithinTheDataset) {

@@ -8,7 +8,7 @@ namespace {
 using testing_support::errorNumberOf;
 using testing_support::values;
 
-TEST(BoundedArray, BoundsAndFirstIndexFastestStorage) {
+TEST(BoundedArray, BoundsFirstIndexFastestStorageAndCheckedAccess) {
     Array<int32_t> table(1, 3, 0, 2);  // (column 1..3, row 0..2)
     EXPECT_EQ((std::vector<int64_t>{table.rank(), table.lbound(1), table.ubound(1), table.lbound(2),
                                     table.ubound(2), static_cast<int64_t>(table.size())}),
@@ -21,18 +21,17 @@ TEST(BoundedArray, BoundsAndFirstIndexFastestStorage) {
     EXPECT_EQ(empty.ubound(), -1);
     empty.redim(5, 4);  // one below the lower bound: an empty dimension
     EXPECT_EQ(empty.size(), 0u);
-}
 
-TEST(BoundedArray, CheckedAccessRaisesSubscriptError) {
+    // Access outside the bounds, or with the wrong rank, raises the subscript error.
     Array<float> column(1, 4);
-    Array<float> table(1, 2, 1, 2);
+    Array<float> square(1, 2, 1, 2);
     EXPECT_EQ(errorNumberOf([&] { column(0); }), kErrSubscript);
     EXPECT_EQ(errorNumberOf([&] { column(5); }), kErrSubscript);
     EXPECT_EQ(errorNumberOf([&] { column(1, 1); }), kErrSubscript);  // wrong rank
     EXPECT_EQ(errorNumberOf([&] { column.ubound(2); }), kErrSubscript);
     EXPECT_EQ(errorNumberOf([&] { column.redim(3, 1); }), kErrSubscript);
-    EXPECT_EQ(errorNumberOf([&] { table(3, 1); }), kErrSubscript);
-    EXPECT_EQ(errorNumberOf([&] { table(1, 0); }), kErrSubscript);
+    EXPECT_EQ(errorNumberOf([&] { square(3, 1); }), kErrSubscript);
+    EXPECT_EQ(errorNumberOf([&] { square(1, 0); }), kErrSubscript);
     EXPECT_EQ(errorNumberOf([&] { column(4) = 1.0f; }), 0);
 }
 
@@ -101,10 +100,6 @@ TEST(BoundedArray, BlockCopiesAreCheckedAgainstBothEnds) {
     float out[2];
     EXPECT_EQ(errorNumberOf([&] { source.copyOut(7, 2, out); }), kErrSubscript);
     EXPECT_EQ(errorNumberOf([&] { source.copyOut(SIZE_MAX, 2, out); }), kErrSubscript);
-
-    Array<float> copy = source;  // deep copy
-    copy(1, 1) = 99.0f;
-    EXPECT_EQ(source(1, 1), 0.0f);
 }
 
 }  // namespace

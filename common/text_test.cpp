@@ -27,7 +27,7 @@ TEST(Text, UpperCaseLengthsAndSingleByteNames) {
     EXPECT_EQ(fromAnsi(std::string_view("P\xE9\x80")), "P\xC3\xA9\xE2\x82\xAC");
 }
 
-TEST(Text, NumbersRoundTripWithoutLocale) {
+TEST(Text, NumbersRoundTripWithoutLocaleLongsRoundHalfToEvenAndBadTextIsRefused) {
     for (float v : {0.1f, -3.25e-12f, 1e30f, 16777217.0f, std::numeric_limits<float>::denorm_min(),
                     std::numeric_limits<float>::max()}) {
         EXPECT_EQ(std::bit_cast<uint32_t>(textToSingle(singleToText(v))), std::bit_cast<uint32_t>(v))
@@ -38,9 +38,8 @@ TEST(Text, NumbersRoundTripWithoutLocale) {
     EXPECT_EQ(booleanToText(true), "True");
     EXPECT_TRUE(textToBoolean("true") && textToBoolean("-1"));
     EXPECT_FALSE(textToBoolean("False"));
-}
 
-TEST(Text, LongsRoundHalfToEvenAndBadTextIsRefused) {
+    // Longs round half to even; text that is no number, or too large a number, is refused.
     const std::pair<const char*, int32_t> longs[] = {{" 42 ", 42}, {"+7", 7},   {"True", -1},
                                                      {"2.5", 2},   {"3.5", 4},  {"-2.5", -2},
                                                      {"2147483647", 2147483647}};

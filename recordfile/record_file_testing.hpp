@@ -74,25 +74,19 @@ public:
 
 protected:
     ssize_t writeBytes(const void* data, size_t n) override {
-        if (++writeCalls == failWriteCall) {
-            errno = failErrno;
-            return -1;
-        }
-        return RecordFile::writeBytes(data, n);
+        return fails(++writeCalls, failWriteCall) ? -1 : RecordFile::writeBytes(data, n);
     }
     ssize_t readBytes(void* data, size_t n) override {
-        if (++readCalls == failReadCall) {
-            errno = failErrno;
-            return -1;
-        }
-        return RecordFile::readBytes(data, n);
+        return fails(++readCalls, failReadCall) ? -1 : RecordFile::readBytes(data, n);
     }
     ssize_t readBytesAt(void* data, size_t n, int64_t offset) override {
-        if (++readCalls == failReadCall) {
-            errno = failErrno;
-            return -1;
-        }
-        return RecordFile::readBytesAt(data, n, offset);
+        return fails(++readCalls, failReadCall) ? -1 : RecordFile::readBytesAt(data, n, offset);
+    }
+
+private:
+    bool fails(int call, int failingCall) const {
+        if (call == failingCall) errno = failErrno;
+        return call == failingCall;
     }
 };
 

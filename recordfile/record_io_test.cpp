@@ -4,7 +4,9 @@
 
 #include <bit>
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <tuple>
 
 #include "common/errors.hpp"
 #include "common/shared_objects.hpp"
@@ -233,51 +235,39 @@ TEST_P(RecordRoundTrip, ReadsThatDoNotFitTheRecordAreRefusedWithoutConsumingIt) 
 TEST_P(RecordRoundTrip, WritesThatBreakTheRecordStructureSpoilTheExport) {
     const std::string before = "previous contents";
     testing::writeFileBytes(path, {before.begin(), before.end()});
-    struct Case {
-        const char* what;
-        int32_t expectedCode;
-        const char* message;
+    // Each case writes something the record structure forbids and returns the failing call's code.
+    using Write = std::function<int32_t(RecordFile&)>;
+    const std::tuple<const char*, int32_t, const char*, Write> cases[] = {
+        {"short record", kRecordInvalidCall, "announced 3 items but only 1 were written before the next record",
+         [&](RecordFile& out) {
+             io.WriteRecordHeader(out, "A", 3, "INTE", ok);
+             io.WriteItem(out, 1, ok);
+             return io.WriteRecordHeader(out, "B", 0, "CHAR", ok);
+         }},
+        {"wrong item type", kRecordTypeMismatch, "a REAL item cannot go into a INTE record",
+         [&](RecordFile& out) { io.WriteRecordHeader(out, "A", 1, "INTE", ok); return io.WriteItem(out, 1.5f, ok); }},
+        {"unknown type", kRecordInvalidCall, "unknown item type 'ABCD'",
+         [&](RecordFile& out) { return io.WriteRecordHeader(out, "A", 1, "ABCD", ok); }},
+        {"long keyword", kRecordInvalidCall, "the keyword is longer than 64 bytes",
+         [&](RecordFile& out) { return io.WriteRecordHeader(out, std::string(65, 'K'), 0, "CHAR", ok); }},
+        {"extra item", kRecordInvalidCall, "all 1 announced items were already written",
+         [&](RecordFile& out) {
+             io.WriteRecordHeader(out, "A", 1, "CHAR", ok);
+             io.WriteItem(out, "one", ok);
+             return io.WriteItem(out, "two", ok);
+         }},
+        {"empty variant", kRecordTypeMismatch, "an Empty or Null value has no item form",
+         [&](RecordFile& out) { io.WriteRecordHeader(out, "A", 1, "CHAR", ok); return io.WriteItem(out, Variant(), ok); }},
+        {"incomplete at commit", kRecordOK, "announced 2 items but only 1 were written",
+         [&](RecordFile& out) { io.WriteRecordHeader(out, "A", 2, "LOGI", ok); return io.WriteItem(out, true, ok); }},
     };
-    const Case cases[] = {
-        {"short record", kRecordInvalidCall, "announced 3 items but only 1 were written before the next record"},
-        {"wrong item type", kRecordTypeMismatch, "a REAL item cannot go into a INTE record"},
-        {"unknown type", kRecordInvalidCall, "unknown item type 'ABCD'"},
-        {"long keyword", kRecordInvalidCall, "the keyword is longer than 64 bytes"},
-        {"extra item", kRecordInvalidCall, "all 1 announced items were already written"},
-        {"empty variant", kRecordTypeMismatch, "an Empty or Null value has no item form"},
-        {"incomplete at commit", kRecordOK, "announced 2 items but only 1 were written"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [what, expectedCode, message, write] : cases) {
+        SCOPED_TRACE(what);
         RecordFile out;
         ASSERT_TRUE(out.OpenForWriting(path, GetParam()));
-        const std::string name = c.what;
-        int32_t code = kRecordOK;
-        if (name == "short record") {
-            io.WriteRecordHeader(out, "A", 3, "INTE", ok);
-            io.WriteItem(out, 1, ok);
-            code = io.WriteRecordHeader(out, "B", 0, "CHAR", ok);
-        } else if (name == "wrong item type") {
-            io.WriteRecordHeader(out, "A", 1, "INTE", ok);
-            code = io.WriteItem(out, 1.5f, ok);
-        } else if (name == "unknown type") {
-            code = io.WriteRecordHeader(out, "A", 1, "ABCD", ok);
-        } else if (name == "long keyword") {
-            code = io.WriteRecordHeader(out, std::string(65, 'K'), 0, "CHAR", ok);
-        } else if (name == "extra item") {
-            io.WriteRecordHeader(out, "A", 1, "CHAR", ok);
-            io.WriteItem(out, "one", ok);
-            code = io.WriteItem(out, "two", ok);
-        } else if (name == "empty variant") {
-            io.WriteRecordHeader(out, "A", 1, "CHAR", ok);
-            code = io.WriteItem(out, Variant(), ok);
-        } else {
-            io.WriteRecordHeader(out, "A", 2, "LOGI", ok);
-            io.WriteItem(out, true, ok);
-        }
-        EXPECT_EQ(code, c.expectedCode);
+        EXPECT_EQ(write(out), expectedCode);
         EXPECT_FALSE(out.Commit());
-        EXPECT_NE(out.LastError().find(c.message), std::string::npos) << out.LastError();
+        EXPECT_NE(out.LastError().find(message), std::string::npos) << out.LastError();
         EXPECT_EQ(testing::readFileBytes(path), std::vector<uint8_t>(before.begin(), before.end()));
         EXPECT_EQ(dir.entries().size(), 1u);  // no temporary file left
     }

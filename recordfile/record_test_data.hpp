@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "common/test_support.hpp"
 #include "recordfile/crc32c.hpp"
 #include "recordfile/record_codec.hpp"
 #include "recordfile/record_io.hpp"
@@ -25,19 +26,11 @@ inline int32_t writeSampleRecords(RecordFile& file) {
     auto note = [&](int32_t code) {
         if (worst == kRecordOK) worst = code;
     };
-    Array<int32_t> longs(1, 4);
-    for (int32_t i = 1; i <= 4; ++i) longs(i) = i * 1000 - 3;
-    Array<float> reals(1, 3);
-    reals(1) = 0.5f;
-    reals(2) = -2.25f;
-    reals(3) = 1e-30f;
-    Array<double> doubles(1, 2);
-    doubles(1) = 3.141592653589793;
-    doubles(2) = -1e300;
-    Array<uint8_t> bytes(1, 3);
-    bytes(1) = 0;
-    bytes(2) = 200;
-    bytes(3) = 255;
+    using testing_support::list;
+    const Array<int32_t> longs = list({997, 1997, 2997, 3997});
+    const Array<float> reals = list({0.5f, -2.25f, 1e-30f});
+    const Array<double> doubles = list({3.141592653589793, -1e300});
+    const Array<uint8_t> bytes = list<uint8_t>({0, 200, 255});
 
     note(io.WriteRecordHeader(file, "SAMPLE>", 0, "CHAR", ok));
     note(io.WriteRecordHeader(file, "LONGS", 4, "INTE", ok));

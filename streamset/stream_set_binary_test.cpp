@@ -58,10 +58,10 @@ TEST_F(StreamSetBinaryTest, RecordSequenceFollowsTheLayout) {
     std::vector<float> reals;
     for (const auto& item : records[2].items) reals.push_back(item.toSingle());
     EXPECT_EQ(reals, (std::vector<float>{2, 1, 0, 0, 4, 3, 6, 5, 8, 7, 10, 9}));
-    EXPECT_EQ(records[6].items[0].toLong(), 0);  // NWELLLIST
-    // The entry tables (with no entries) have second bound 0: no data record.
-    EXPECT_EQ(records[12].items[1].toLong(), 0);
-    EXPECT_EQ(records[18].items[0].toLong(), 0);  // NUMHEADERS
+    // NWELLLIST, NUMHEADERS, and the entry tables (with no entries) have second bound 0: no data record.
+    EXPECT_EQ((std::vector<int32_t>{records[6].items[0].toLong(), records[18].items[0].toLong(),
+                                    records[12].items[1].toLong()}),
+              (std::vector<int32_t>{0, 0, 0}));
 
     // Without wells only the bracket of the well section is written.
     rvStreamSet noWells;

@@ -42,18 +42,6 @@ protected:
     bool qOK = false;
 };
 
-TEST(ConnectionTables, NewDatasetHasNone) {
-    rvStreamSet set;
-    EXPECT_EQ(set.NumberInjectors(), -1);
-    Array<int32_t> sources;
-    int32_t nSources = 5;
-    bool qOK = true;
-    set.getProducerConnections(1, sources, nSources, qOK);
-    EXPECT_FALSE(qOK || nSources != 0);
-    set.setProducers(qOK);
-    EXPECT_TRUE(qOK && set.NumberProducers() == -1);
-}
-
 TEST_F(Connections, SourcesSinksAndWellDispatch) {
     Array<int32_t> wells;
     int32_t nWells = 0;

@@ -49,8 +49,7 @@ protected:
 
 TEST(StreamlineTable, FreshDatasetAndHeaderQuirks) {
     rvStreamSet set;
-    EXPECT_EQ((std::vector<int32_t>{set.NumberStreamlines(), set.MaxRows(), set.NumCols()}),
-              (std::vector<int32_t>{0, 0, 0}));
+    EXPECT_EQ(set.NumCols(), 0);
     Array<std::string> headers = texts({"keep"}), units = texts({"keep"});
     int32_t nHeaders = 99;
     bool qOK = true;

@@ -8,9 +8,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <initializer_list>
-#include <limits>
 #include <memory>
 #include <string>
 #include <tuple>

@@ -170,8 +170,8 @@ TEST_F(StoreTest, ForwardsReachTheirOwnMemberOfTheNumberedDataSet) {
 }
 
 // The well table and the attached WAF set's wells, each list member with its own answer.
-TEST_F(StoreTest, WellForwardsKeepTheirPublishedOrder) {
-    fill({"A"});
+TEST_F(StoreTest, WellForwardsKeepTheirPublishedOrderAndTheWAFWellListLivesInTheAttachedSet) {
+    fill({"A", "B"});
     const auto target = item(1);
     bool qOK = false;
     target->setWellNames(textArray({"P1", "I1"}), 2, qOK);
@@ -204,20 +204,13 @@ TEST_F(StoreTest, WellForwardsKeepTheirPublishedOrder) {
     store.DSWAFListOfWellNumbers(1, textArray({"W3", "P1"}), 2, numbers, qOK);
     EXPECT_EQ(values(numbers), (std::vector<int32_t>{3, -1}));
     EXPECT_TRUE(store.WAF(1));
-}
 
-TEST_F(StoreTest, WAFWellListLivesInTheAttachedSet) {
-    fill({"A", "B"});
-    bool qOK = false;
-    item(1)->setWAF(wafSetWithWells({"W1", "W2", "W3"}), qOK);
-    Array<std::string> names;
-    int32_t n = 0;
+    // The WAF well list lives in the attached set.
     const auto definedNames = [&] {
         store.GetDefinedWAFWellNames(1, names, n, qOK);
         EXPECT_TRUE(qOK);
         return values(names, n);
     };
-
     store.InitWAFWellListByName(1, textArray({"W3", "W1", "nope"}), 3, qOK);
     EXPECT_TRUE(qOK && store.WAFWellListSet(1));
     store.getWAFWellList(1, names, n, qOK);

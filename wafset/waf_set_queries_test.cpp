@@ -33,7 +33,7 @@ protected:
     bool qOK = false;
 };
 
-TEST_F(FiveSpot, InjectorSeesItsProducersAndEachProducerSeesTheInjector) {
+TEST_F(FiveSpot, RatesSeenFromBothEndsAndRefusedWellsWriteNothing) {
     getData(1);
     ASSERT_TRUE(qOK);
     EXPECT_EQ(values(sRate), (std::vector<float>{100, 200, 300, 400}));
@@ -55,9 +55,8 @@ TEST_F(FiveSpot, InjectorSeesItsProducersAndEachProducerSeesTheInjector) {
     set.getWellNameWAFData("i1", sRate, nRates, totalRate, otherRate, iWells, zWells, qOK);
     ASSERT_TRUE(qOK);
     EXPECT_EQ(std::make_pair(totalRate, otherRate), std::make_pair(5.0f, 1005.0f));
-}
 
-TEST_F(FiveSpot, RefusedWellsWriteNothing) {
+    // Refused wells write nothing.
     auto expectUntouched = [&](int32_t iWell) {
         sRate = list<float>({-1});
         nRates = -7;
@@ -148,13 +147,13 @@ TEST_F(FiveSpot, EfficiencyTypeSelectsTheColumn) {
     EXPECT_FALSE(qOK || n != 0 || waters(1) != -1);
 }
 
-TEST_F(FiveSpot, NameLookupUpperCasesOnlyTheQuery) {
-    const std::string forty(40, 'Q');
-    set.setWellNames(list<std::string>({"I1", "p1", "P1", forty, "P2"}), 5, qOK);
+TEST_F(FiveSpot, NameLookupUpperCasesOnlyTheQueryAndNamesAreCutTo40) {
+    const std::string fifty(50, 'Q'), forty = fifty.substr(0, 40);
+    set.setWellNames(list<std::string>({"I1", "p1", "P1", fifty, "P2", "I\xC3\x89"}), 6, qOK);
     const std::pair<std::string, int32_t> lookups[] = {
         {"p2", 5}, {"P2 ", -1}, {"P", -1},
         {"p1", 3},  // the stored "p1" is never found
-        {forty, 4}, {forty + "Q", -1}};
+        {forty, 4}, {fifty, -1}, {"i\xC3\xA9", 6}};  // É survives the single-byte form
     for (const auto& [query, number] : lookups) EXPECT_EQ(set.getWellNumber(query), number) << query;
 
     Array<int32_t> numbers;
@@ -165,6 +164,9 @@ TEST_F(FiveSpot, NameLookupUpperCasesOnlyTheQuery) {
     EXPECT_FALSE(qOK || values(zNames) != Names{"keep"});
     set.getListOfWellNames(list<int32_t>({5, 0}), 2, zNames, qOK);
     EXPECT_EQ(values(zNames), (Names{"P2", ""}));
+    // An empty name clears the stored one; a shorter list never shrinks the table.
+    set.setWellNames(list<std::string>({""}), 1, qOK);
+    EXPECT_EQ(std::make_pair(set.getWellNumber("I1"), set.NumberWells()), std::make_pair(-1, 6));
 }
 
 TEST_F(FiveSpot, WellLookupsResetTheirOutputsAndHonourTheWellList) {

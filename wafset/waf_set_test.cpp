@@ -24,19 +24,6 @@ protected:
     bool qOK = false;
 };
 
-TEST_F(WAFSetModel, WellNamesAreCutTo40AndAnEmptyNameClearsTheLength) {
-    const std::string fifty(50, 'W');
-    set.setWellNames(list<std::string>({fifty, "I\xC3\xA9"}), 2, qOK);
-    ASSERT_TRUE(qOK);
-    EXPECT_EQ(wellName(set, 1), fifty.substr(0, 40));
-    EXPECT_EQ(wellName(set, 2), "I\xC3\xA9");  // survives the single-byte form
-    EXPECT_EQ(set.getWellNumber(fifty.substr(0, 40)), 1);
-    set.setWellNames(list<std::string>({""}), 1, qOK);
-    EXPECT_EQ(set.NumberWells(), 2);  // a shorter list never shrinks the table
-    EXPECT_EQ(wellName(set, 1), "");
-    EXPECT_EQ(set.getWellNumber(fifty.substr(0, 40)), -1);
-}
-
 TEST_F(WAFSetModel, LoweredWellCountKeepsRowsUntilAGrowReallocates) {
     set.setWellNames(list<std::string>({"A", "B", "C", "D", "E"}), 5, qOK);
     set.NumberWells(3);
