@@ -85,6 +85,12 @@ constexpr size_t kThreadedBody = size_t{4} << 20;
 // writing thread no wake-up call per chunk (a system call and an interrupt to the other core, dear
 // on virtual machines). Chunks that go slower, to a disk, let it sleep.
 constexpr auto kCheckerPollTime = std::chrono::microseconds(300);
+
+// A second thread only pays where it gets a core of its own.
+bool secondCoreAvailable() {
+    static const bool available = std::thread::hardware_concurrency() > 1;
+    return available;
+}
 // Values that need converting (or are read only to be dropped) pass through a scratch buffer.
 constexpr size_t kScratchChunk = size_t{256} * 1024;
 
@@ -611,8 +617,7 @@ private:
     // handed over, so where a core is free the checksum adds next to no time to a save. NotTried,
     // with nothing written, where no thread could be started.
     ThreadedWrite writeWithChecker(const uint8_t* bytes, const BodyChunks& body) {
-        static const bool twoCores = std::thread::hardware_concurrency() > 1;
-        if (!twoCores) return ThreadedWrite::NotTried;
+        if (!secondCoreAvailable()) return ThreadedWrite::NotTried;
         // Room for the block checks the checker adds, so that it never allocates.
         blockCrcs_.reserve(blockCrcs_.size() + body.bytes / kBlockBytes + 2);
         constexpr uint32_t kStop = UINT32_MAX;
@@ -684,8 +689,7 @@ private:
     // independently of each other, so this works from a block boundary on (a version 1 body has
     // one checksum over all of it and is read in order).
     SharedRead readShared(uint8_t* destination, size_t n) {
-        static const bool twoCores = std::thread::hardware_concurrency() > 1;
-        if (!twoCores || version_ == 1 || blockFill_ != 0) return SharedRead::NotTried;
+        if (!secondCoreAvailable() || version_ == 1 || blockFill_ != 0) return SharedRead::NotTried;
         const uint64_t firstBlock = blockCrcs_.size();
         const size_t fullBlocks = n / kBlockBytes;
         blockCrcs_.resize(firstBlock + fullBlocks);
